@@ -1,0 +1,17 @@
+#include "debug_log.h"
+#include "mainwindow.h"
+
+#include <QApplication>
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    MainWindow window;
+    window.show();
+
+    // Only now: what the window's construction logs is not wanted in the log.
+    DBG_Init(stdout);
+    DBG_Enable(DBG_GENERAL);
+
+    return QApplication::exec();
+}

@@ -1,0 +1,313 @@
+#include "mainwindow.h"
+
+#include "connection.h"
+#include "debug_log.h"
+#include "device_enumerator.h"
+#include "ui_mainwindow.h"
+
+#include <QDesktopServices>
+#include <QHostAddress>
+#include <QMenuBar>
+#include <QRegExp>
+#include <QTimer>
+#include <QUrl>
+
+#include <algorithm>
+
+qint32 MainWindow::numberOfDevices = 0;
+std::vector<QString> MainWindow::availableComPorts;
+
+using Tarvos::DeviceEntry;
+
+namespace {
+
+constexpr int comPortDelayMs = 400;
+constexpr int deviceCountPollMs = 1000;
+
+const QLatin1String manualUrl("file:///usr/share/fennix/manual/FENNIX-BHB-en.pdf");
+
+const QColor unacceptableColor(255, 180, 180);
+
+bool isSameDevice(const DeviceEntry &a, const DeviceEntry &b)
+{
+    return a.path == b.path && a.friendlyName == b.friendlyName && a.vendorId == b.vendorId
+        && a.productId == b.productId;
+}
+
+/** Returns the name to open @p device by: from "COM" on, where its path has it. */
+QString portName(const DeviceEntry &device)
+{
+    return device.path.mid(std::max(0, device.path.indexOf(QLatin1String("COM"))));
+}
+
+/** Accepts four groups of digits, whatever their values, or no text at all. */
+bool isAcceptableAddress(const QString &text)
+{
+    const QRegExp pattern(QStringLiteral("[0-9]{1,3}\\.[0-9]{1,3}\\.[0-9]{1,3}\\.[0-9]{1,3}"));
+    return text.isEmpty() || pattern.exactMatch(text);
+}
+
+} // namespace
+
+MainWindow::MainWindow(QWidget *parent)
+    : QMainWindow(parent)
+    , ui(new Ui_MainWindow)
+{
+    ui->setupUi(this);
+    ui->stackedWidget->setCurrentWidget(ui->pageNotConnected);
+    setWindowTitle(tr("FENNIX"));
+    deviceEnumerator = new Tarvos::DeviceEnumerator(this);
+    setCentralWidget(ui->stackedWidget);
+    setWindowIcon(QIcon(QStringLiteral(":/vk_logo_48px.png")));
+    comPortTimer = new QTimer(this);
+    comPortTimer->setSingleShot(true);
+    createFileMenu();
+    createHelpMenu();
+    connectForm();
+    createConnection();
+    continueBtnTimer = new QTimer(this);
+    continueBtnTimer->setSingleShot(true);
+    connect(continueBtnTimer, SIGNAL(timeout()), this, SLOT(enableContinueBtn()));
+    getComPorts();
+}
+
+MainWindow::~MainWindow()
+{
+    delete ui;
+}
+
+void MainWindow::createFileMenu()
+{
+    QMenu *menu = menuBar()->addMenu(tr("&File"));
+    QAction *quit = menu->addAction(tr("Quit"));
+    quit->setShortcuts(QKeySequence::Quit);
+    connect(quit, SIGNAL(triggered()), qApp, SLOT(quit()));
+}
+
+void MainWindow::createHelpMenu()
+{
+    QMenu *menu = menuBar()->addMenu(tr("Help"));
+    connect(menu->addAction(tr("Dependencies")), SIGNAL(triggered()), this,
+            SLOT(showDependencies()));
+    connect(menu->addAction(tr("Firmware update")), SIGNAL(triggered()), this,
+            SLOT(showFwUpdateHelp()));
+    connect(menu->addAction(tr("Manual")), SIGNAL(triggered()), this, SLOT(openManual()));
+    connect(menu->addAction(tr("About")), SIGNAL(triggered()), this, SLOT(showAboutPage()));
+}
+
+void MainWindow::connectForm()
+{
+    connect(ui->refreshComButton, SIGNAL(clicked()), this, SLOT(getComPorts()));
+    connect(ui->devConnectButton, SIGNAL(clicked()), this, SLOT(devConnectClicked()));
+    connect(ui->devDisconnectButton, SIGNAL(clicked()), this, SLOT(devDisconnectClicked()));
+    connect(ui->OnBtn, SIGNAL(clicked()), this, SLOT(startSniffing()));
+    connect(ui->OffBtn, SIGNAL(clicked()), this, SLOT(stopSniffing()));
+    connect(ui->channelSelect, SIGNAL(currentIndexChanged(const QString)), this,
+            SLOT(changeChannel(const QString)));
+    connect(ui->backBtn, SIGNAL(clicked()), this, SLOT(devDisconnectClicked()));
+    connect(ui->backBtn_2, SIGNAL(clicked()), this, SLOT(showConnectedPage()));
+    connect(ui->backBtn_3, SIGNAL(clicked()), this, SLOT(showLastPage()));
+    connect(ui->backBtn_4, SIGNAL(clicked()), this, SLOT(showLastPage()));
+    connect(ui->backBtn_5, SIGNAL(clicked()), this, SLOT(showLastPage()));
+    connect(ui->backBtn_6, SIGNAL(clicked()), this, SLOT(devDisconnectClicked()));
+    connect(ui->helpTextWin, SIGNAL(anchorClicked(QUrl)), this, SLOT(openManual()));
+    connect(ui->helpTextLinux, SIGNAL(anchorClicked(QUrl)), this, SLOT(openManual()));
+}
+
+void MainWindow::createConnection()
+{
+    connection = new Connection;
+    connect(connection, SIGNAL(disconnectGui()), this, SLOT(devDisconnectClicked()));
+    connect(connection, SIGNAL(connectOtherDevice()), this, SLOT(tryConnectDevices()));
+    connect(connection, SIGNAL(showPacketCount(uint)), this, SLOT(updateGui(uint)));
+    connect(connection, SIGNAL(updateChannelGui(QString)), this,
+            SLOT(updateChannelComboBox(QString)));
+}
+
+void MainWindow::getComPorts()
+{
+    std::vector<DeviceEntry> devices;
+    if (deviceEnumerator->listSerialPorts())
+        devices = deviceEnumerator->getList();
+
+    // An unchanged list leaves the user's selection alone.
+    const bool changed = !std::equal(devices.begin(), devices.end(), listedDevices.begin(),
+                                     listedDevices.end(), isSameDevice);
+    if (changed) {
+        deviceIndex = 0;
+        listedDevices.clear();
+        ui->usbComboBox->clear();
+    }
+
+    availableComPorts.clear();
+    int index = 0;
+    for (const DeviceEntry &device : devices) {
+        if (changed) {
+            ui->usbComboBox->insertItem(index, QIcon(), device.friendlyName, index);
+            listedDevices.push_back(device);
+            lastListedPort = device.path;
+        }
+        availableComPorts.push_back(portName(device));
+        ++index;
+    }
+    numberOfDevices = index;
+}
+
+void MainWindow::devConnectClicked()
+{
+    const int index = ui->usbComboBox->currentIndex();
+    if (index == -1) {
+        DBG_Printf(DBG_GENERAL, "%s no valid combobox idx: %d\n", Q_FUNC_INFO, index);
+        return;
+    }
+
+    bool isNumber = false;
+    const int id = ui->usbComboBox->itemData(index).toInt(&isNumber);
+    selectedDeviceText = ui->usbComboBox->itemText(index);
+    if (!isNumber || id < 0 || id >= static_cast<int>(listedDevices.size())) {
+        DBG_Printf(DBG_GENERAL, "%s no valid com port id: %d\n", Q_FUNC_INFO, id);
+        return;
+    }
+
+    comPort = portName(listedDevices[static_cast<size_t>(id)]);
+    if (!connection->openSerialPort(comPort))
+        return;
+    enterConnectedPage();
+    ui->OffBtn->setEnabled(false);
+}
+
+/** Shows the capture page of the device that has just been opened. */
+void MainWindow::enterConnectedPage()
+{
+    ui->stackedWidget->setCurrentWidget(ui->pageConnected);
+    ui->label_packetCount->setText(QStringLiteral("0"));
+    connect(comPortTimer, SIGNAL(timeout()), this, SLOT(setComPort()));
+    comPortTimer->start(comPortDelayMs);
+    returnToStartPage = false;
+}
+
+void MainWindow::devDisconnectClicked()
+{
+    // The idle command has to be written while the port is still open.
+    stopSniffing();
+    connection->closeSerialPort();
+    ui->label_com_port->setText(tr("Connecting..."));
+    ui->stackedWidget->setCurrentWidget(ui->pageNotConnected);
+    returnToStartPage = true;
+    getComPorts();
+}
+
+void MainWindow::setComPort()
+{
+    ui->label_com_port->setText(comPort);
+}
+
+void MainWindow::tryConnectDevices()
+{
+    comPortTimer->stop();
+    if (availableComPorts.empty()) {
+        ui->labelConnectionError->setText(tr("Error: Connection not possible"));
+        return;
+    }
+
+    comPort = availableComPorts.back();
+    availableComPorts.pop_back();
+    if (connection->openSerialPort(comPort))
+        enterConnectedPage();
+}
+
+void MainWindow::enableContinueBtn()
+{
+    getComPorts();
+    if (numberOfDevices == 1)
+        ui->continueBtn->setEnabled(true);
+    else
+        continueBtnTimer->start(deviceCountPollMs);
+}
+
+void MainWindow::updateGui(uint count)
+{
+    ui->label_packetCount->setText(QString::number(count));
+}
+
+void MainWindow::updateChannelComboBox(const QString &channel)
+{
+    ui->channelSelect->setCurrentText(channel);
+}
+
+void MainWindow::startStopSniffing(int onOff)
+{
+    connection->sendParameter(onOff == 1 ? Connection::ParamSniff : Connection::ParamIdle);
+}
+
+void MainWindow::startSniffing()
+{
+    ui->channelSelect->setEnabled(false);
+    ui->OnBtn->setEnabled(false);
+    ui->OffBtn->setEnabled(true);
+
+    const QString address = ui->remoteIpInput->text();
+    Connection::host = QHostAddress(address.isEmpty() ? QStringLiteral("127.0.0.1") : address);
+    showAddressAcceptance(isAcceptableAddress(address));
+    connection->sendParameter(Connection::ParamSniff);
+}
+
+void MainWindow::stopSniffing()
+{
+    ui->channelSelect->setEnabled(true);
+    ui->OnBtn->setEnabled(true);
+    ui->OffBtn->setEnabled(false);
+
+    // A refused address stays marked until the next start has judged it.
+    if (isAcceptableAddress(ui->remoteIpInput->text()))
+        showAddressAcceptance(true);
+    startStopSniffing(0);
+}
+
+void MainWindow::changeChannel(const QString &channel)
+{
+    connection->sendU8Parameter(Connection::U8ParamChannel, channel.toInt());
+    // A change of channel always leaves the device idle.
+    connection->sendParameter(Connection::ParamSniff);
+    connection->sendParameter(Connection::ParamIdle);
+}
+
+/** Colours the address field: white, or light red for a text that is no address. */
+void MainWindow::showAddressAcceptance(bool acceptable)
+{
+    QPalette palette = ui->remoteIpInput->palette();
+    palette.setColor(QPalette::Base, acceptable ? QColor(Qt::white) : unacceptableColor);
+    ui->remoteIpInput->setPalette(palette);
+}
+
+void MainWindow::showConnectedPage()
+{
+    ui->stackedWidget->setCurrentWidget(ui->pageConnected);
+    returnToStartPage = false;
+}
+
+void MainWindow::showLastPage()
+{
+    ui->stackedWidget->setCurrentWidget(returnToStartPage ? ui->pageNotConnected
+                                                          : ui->pageConnected);
+}
+
+void MainWindow::showDependencies()
+{
+    ui->stackedWidget->setCurrentWidget(ui->pageDependencies);
+}
+
+void MainWindow::showFwUpdateHelp()
+{
+    ui->stackedWidget->setCurrentWidget(ui->pageFwUpdateHelp);
+}
+
+void MainWindow::showAboutPage()
+{
+    ui->stackedWidget->setCurrentWidget(ui->pageAbout);
+}
+
+void MainWindow::openManual()
+{
+    QDesktopServices::openUrl(QUrl(manualUrl));
+}
