@@ -1,0 +1,92 @@
+#include "simulation.h"
+
+#include <QStringList>
+
+#include <cstdio>
+
+using Simulator::SimulatedDevice;
+
+namespace {
+
+constexpr int defaultNoise = 64;
+
+} // namespace
+
+Simulation::Simulation(const Options &options)
+{
+    for (const DeviceOptions &device : options.devices) {
+        Port &port = m_ports[device.node];
+        port.options = device;
+        plugIn(&port);
+    }
+    if (!options.serial0.isEmpty())
+        m_machine.linkSerial0(options.serial0);
+}
+
+QString Simulation::control(const QString &line)
+{
+    const QStringList words = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const QString action = words.value(0);
+    const bool isNoise = action == QLatin1String("noise");
+    static const QStringList actions = {QStringLiteral("unplug"),  QStringLiteral("plug"),
+                                        QStringLiteral("restart"), QStringLiteral("noise"),
+                                        QStringLiteral("hangup"),  QStringLiteral("fail")};
+    if (!actions.contains(action) || words.size() < 2 || words.size() > (isNoise ? 3 : 2))
+        return QStringLiteral("unknown control line '%1'").arg(line);
+
+    const auto found = m_ports.find(words[1]);
+    if (found == m_ports.end())
+        return QStringLiteral("no device on node '%1'").arg(words[1]);
+    return act(action, words.value(2), &found->second);
+}
+
+QString Simulation::act(const QString &action, const QString &argument, Port *port)
+{
+    const bool plug = action == QLatin1String("plug");
+    if (plug == m_machine.isPluggedIn(port->options.node))
+        return QStringLiteral("%1 is %2 plugged in")
+            .arg(port->options.node, plug ? QStringLiteral("already") : QStringLiteral("not"));
+
+    if (plug)
+        plugIn(port);
+    else if (action == QLatin1String("unplug"))
+        unplug(port);
+    else if (action == QLatin1String("restart"))
+        port->device->restart();
+    else if (action == QLatin1String("hangup"))
+        port->device->hangUp();
+    else if (action == QLatin1String("fail"))
+        port->device->setFirmware(SimulatedDevice::Firmware::Failing);
+    else
+        return sendNoise(argument, port->device.get());
+    return QString();
+}
+
+QString Simulation::sendNoise(const QString &argument, SimulatedDevice *device)
+{
+    bool isNumber = true;
+    const int bytes = argument.isEmpty() ? defaultNoise : argument.toInt(&isNumber);
+    if (!isNumber || bytes < 1)
+        return QStringLiteral("'%1' is no number of bytes").arg(argument);
+    device->sendNoise(bytes);
+    return QString();
+}
+
+void Simulation::plugIn(Port *port)
+{
+    const QString node = port->options.node;
+    port->device = std::make_unique<SimulatedDevice>(port->options.settings);
+    const SimulatedDevice *device = port->device.get();
+    QObject::connect(device, &SimulatedDevice::replayFinished, device, [node, device] {
+        std::fprintf(stderr, "fennix-simulator: %s has sent all %d frames\n", qPrintable(node),
+                     device->framesSent());
+    });
+    m_machine.plugIn(port->options.kind, node, port->device->portPath());
+}
+
+void Simulation::unplug(Port *port)
+{
+    // Pulling the plug hangs the line up as well as taking the node away.
+    port->device->hangUp();
+    m_machine.unplug(port->options.node);
+}
