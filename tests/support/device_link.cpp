@@ -1,0 +1,56 @@
+#include "device_link.h"
+
+#include <QTest>
+
+namespace {
+
+Simulator::SimulatedDevice::Settings silentDevice()
+{
+    Simulator::SimulatedDevice::Settings settings;
+    settings.firmware = Simulator::SimulatedDevice::Firmware::Silent;
+    return settings;
+}
+
+} // namespace
+
+DeviceLink::DeviceLink()
+    : device(silentDevice())
+    , disconnected(&connection, &Connection::disconnectGui)
+    , packetCounts(&connection, &Connection::showPacketCount)
+    , channels(&connection, &Connection::updateChannelGui)
+    , firmwarePages(&connection, &Connection::showFwUpdatePage)
+    , severalDevicesPages(&connection, &Connection::showFwUpdatePageTooManyDevices)
+    , otherDevices(&connection, &Connection::connectOtherDevice)
+{ }
+
+DeviceLink::~DeviceLink()
+{
+    // The connection leaves its port open when it goes.
+    connection.closeSerialPort();
+}
+
+bool DeviceLink::open()
+{
+    device.clearReceived();
+    if (!connection.openSerialPort(device.portPath()))
+        return false;
+    // The idle command of an earlier close may be on its way still.
+    const bool greeted =
+        QTest::qWaitFor([&] { return device.received().endsWith("\nidle\n\nparms\n"); });
+    if (!greeted)
+        return false;
+    device.clearReceived();
+    return true;
+}
+
+bool DeviceLink::deviceReceives(const QByteArray &bytes)
+{
+    return QTest::qWaitFor([&] { return device.received() == bytes; });
+}
+
+void DeviceLink::sendRecord(const QByteArray &record)
+{
+    // One byte is read of an empty record, too.
+    const QByteArray bytes = record.isEmpty() ? QByteArray(1, '\0') : record;
+    device.send('\x01' + QByteArray(1, static_cast<char>(record.size())) + bytes + '\x04');
+}

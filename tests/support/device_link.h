@@ -1,0 +1,38 @@
+#pragma once
+
+#include "connection.h"
+#include "log_capture.h"
+#include "simulated_device.h"
+
+#include <QSignalSpy>
+
+/**
+ * A connection with a device at the other end of a real line, and everything
+ * that the connection says. The device says only what a test makes it send.
+ */
+class DeviceLink
+{
+public:
+    DeviceLink();
+    ~DeviceLink();
+    Q_DISABLE_COPY(DeviceLink)
+
+    /** Opens the port and waits until the greeting has reached the device. */
+    bool open();
+
+    /** Waits until the device has received exactly @p bytes since the last clear. */
+    bool deviceReceives(const QByteArray &bytes);
+
+    /** Sends @p record to the connection as the firmware frames it. */
+    void sendRecord(const QByteArray &record);
+
+    LogCapture log;
+    Simulator::SimulatedDevice device;
+    Connection connection;
+    QSignalSpy disconnected;
+    QSignalSpy packetCounts;
+    QSignalSpy channels;
+    QSignalSpy firmwarePages;
+    QSignalSpy severalDevicesPages;
+    QSignalSpy otherDevices;
+};

@@ -1,0 +1,102 @@
+#include "tshark_capture.h"
+
+#include "zep_receiver.h"
+
+#include <QTest>
+
+namespace {
+
+/** Sent until tshark shows it, since a capture takes a moment to begin. */
+constexpr char probe[] = "is anybody there?";
+
+constexpr int startTimeoutMs = 20000;
+
+enum Field { Payload, Protocols, Channel, SequenceNumber, Malformed, FieldCount };
+
+QStringList arguments()
+{
+    return {
+        "-l",
+        "-n",
+        "-i",
+        "lo",
+        "-f",
+        QString("udp dst port %1").arg(ZepReceiver::zepPort),
+        // A real check sequence shows as bad; its frame is to be dissected all the same.
+        "-o",
+        "wpan.802154_fcs_ok:FALSE",
+        "-T",
+        "fields",
+        "-e",
+        "udp.payload",
+        "-e",
+        "frame.protocols",
+        "-e",
+        "zep.channel_id",
+        "-e",
+        "zep.seqno",
+        "-e",
+        "_ws.malformed",
+        // Of the outermost layer only: a radio frame may hold a datagram in turn.
+        "-E",
+        "occurrence=f",
+    };
+}
+
+} // namespace
+
+TsharkCapture::TsharkCapture()
+{
+    // tshark belongs to the real machine, not to the mocked one.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("LD_PRELOAD");
+    environment.remove("UMOCKDEV_DIR");
+    m_tshark.setProcessEnvironment(environment);
+}
+
+TsharkCapture::~TsharkCapture()
+{
+    m_tshark.terminate();
+    m_tshark.waitForFinished();
+}
+
+bool TsharkCapture::start(QString *error)
+{
+    m_tshark.start("tshark", arguments());
+    QUdpSocket socket;
+    const auto isReady = [&] {
+        socket.writeDatagram(probe, QHostAddress(QHostAddress::LocalHost), ZepReceiver::zepPort);
+        readLines();
+        return m_ready || m_tshark.state() == QProcess::NotRunning;
+    };
+    if (QTest::qWaitFor(isReady, startTimeoutMs) && m_ready)
+        return true;
+
+    *error = m_tshark.error() == QProcess::FailedToStart
+        ? m_tshark.errorString()
+        : QString::fromLocal8Bit(m_tshark.readAllStandardError()).simplified();
+    return false;
+}
+
+const QVector<TsharkCapture::Packet> &TsharkCapture::packets()
+{
+    readLines();
+    return m_packets;
+}
+
+void TsharkCapture::readLines()
+{
+    while (m_tshark.canReadLine()) {
+        const QList<QByteArray> fields = m_tshark.readLine().chopped(1).split('\t');
+        if (fields.size() < FieldCount)
+            continue;
+        const QByteArray payload = QByteArray::fromHex(fields.at(Payload));
+        if (payload == probe) {
+            m_ready = true;
+            continue;
+        }
+        m_packets.append({payload, QString::fromLatin1(fields.at(Protocols)),
+                          fields.at(Channel).toInt(), fields.at(SequenceNumber).toUInt(),
+                          !fields.at(Malformed).isEmpty()});
+    }
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QProcess>
+#include <QVector>
+
+/**
+ * Wireshark's terminal program, capturing the datagrams of the forwarder on the
+ * loopback interface for as long as it lives.
+ */
+class TsharkCapture
+{
+public:
+    /** One datagram as tshark dissected it. */
+    struct Packet
+    {
+        QByteArray payload; ///< Of the datagram, ZEP header included.
+        QString protocols; ///< Layers from the outside in, "eth:ethertype:ip:udp:zep:...".
+        int channel; ///< Of the ZEP header; 0 in an acknowledgement.
+        quint32 sequenceNumber; ///< Of the ZEP header.
+        bool malformed; ///< tshark could not make sense of some part of it.
+    };
+
+    TsharkCapture();
+    ~TsharkCapture();
+    Q_DISABLE_COPY(TsharkCapture)
+
+    /**
+     * Starts to capture and waits until datagrams are really seen. Returns false
+     * with the reason in @p error when the machine does not allow it.
+     */
+    bool start(QString *error);
+
+    /** Returns what has been captured so far, in order. */
+    const QVector<Packet> &packets();
+
+private:
+    void readLines();
+
+    QProcess m_tshark;
+    QVector<Packet> m_packets;
+    bool m_ready = false;
+};

@@ -1,0 +1,46 @@
+#include "window_under_test.h"
+
+#include <QAbstractButton>
+#include <QMenuBar>
+#include <QStackedWidget>
+
+WindowUnderTest::WindowUnderTest()
+{
+    window.show();
+    if (!QTest::qWaitForWindowExposed(&window))
+        qFatal("the window does not show");
+}
+
+void WindowUnderTest::click(const char *button) const
+{
+    auto *widget = find<QAbstractButton>(button);
+    if (!widget->isVisible())
+        qFatal("%s is not on the page shown", button);
+    QTest::mouseClick(widget, Qt::LeftButton);
+}
+
+QAction *WindowUnderTest::action(const char *menu, const char *entry) const
+{
+    const QList<QAction *> menus = window.menuBar()->actions();
+    for (const QAction *candidate : menus) {
+        if (candidate->text() != QLatin1String(menu))
+            continue;
+        const QList<QAction *> entries = candidate->menu()->actions();
+        for (QAction *found : entries) {
+            if (found->text() == QLatin1String(entry))
+                return found;
+        }
+    }
+    qFatal("the menu %s has no entry %s", menu, entry);
+}
+
+QByteArray WindowUnderTest::page() const
+{
+    return find<QStackedWidget>("stackedWidget")->currentWidget()->objectName().toLatin1();
+}
+
+void WindowUnderTest::call(const char *slot)
+{
+    if (!QMetaObject::invokeMethod(&window, slot))
+        qFatal("the window has no slot %s()", slot);
+}

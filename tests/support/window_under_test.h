@@ -1,0 +1,42 @@
+#pragma once
+
+#include "log_capture.h"
+#include "mainwindow.h"
+
+#include <QTest>
+
+class QAbstractButton;
+class QAction;
+
+/** The real window, shown, with its log; a test works it as a user would. */
+class WindowUnderTest
+{
+public:
+    WindowUnderTest();
+    Q_DISABLE_COPY(WindowUnderTest)
+
+    /** Returns the widget of the form with that name; the test ends without it. */
+    template<typename Widget>
+    Widget *find(const char *name) const
+    {
+        auto *widget = window.findChild<Widget *>(QLatin1String(name));
+        if (!widget)
+            qFatal("the window has no %s", name);
+        return widget;
+    }
+
+    /** Presses the button with the mouse. */
+    void click(const char *button) const;
+
+    /** Chooses the entry of the menu bar whose texts these are. */
+    QAction *action(const char *menu, const char *entry) const;
+
+    /** Returns the name of the page that is shown. */
+    QByteArray page() const;
+
+    /** Runs a slot of the window as its connection would. */
+    void call(const char *slot);
+
+    LogCapture log;
+    MainWindow window;
+};

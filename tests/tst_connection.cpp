@@ -1,0 +1,442 @@
+#include "connection.h"
+#include "device_link.h"
+#include "mainwindow.h"
+#include "message_capture.h"
+#include "zep_receiver.h"
+
+#include <QMetaMethod>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <QtTest>
+
+Q_DECLARE_METATYPE(std::vector<QString>)
+
+namespace {
+
+constexpr int noFirmwareTimeoutMs = 300;
+/** Long enough for a timer of the connection that should not have fired. */
+constexpr int patienceMs = 2 * noFirmwareTimeoutMs;
+
+/** Finds the port of a connection through the notifier that watches its descriptor. */
+class PortFinder : public QObject
+{
+public:
+    PortFinder() { qApp->installEventFilter(this); }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::SockAct && qobject_cast<QSerialPort *>(watched->parent()))
+            port = static_cast<QSerialPort *>(watched->parent());
+        return false;
+    }
+
+    QSerialPort *port = nullptr;
+};
+
+} // namespace
+
+class ConnectionTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void signalsComeBeforeTheSlots();
+    void commandNumbersAreFixed();
+    void startsWithTheLocalHostAsDestination();
+    void openingGreetsTheFirmware();
+    void openingSetsTheLineParameters();
+    void openingAMissingPortFails();
+    void closingAClosedPortWritesNothing();
+    void closingWritesTheIdleCommand();
+    void closingABrokenLineIsOneDisconnect();
+    void aHangUpIsOneDisconnect();
+    void everyErrorButNoErrorClosesThePort_data();
+    void everyErrorButNoErrorClosesThePort();
+    void sendsParameters_data();
+    void sendsParameters();
+    void sendsTheChannel_data();
+    void sendsTheChannel();
+    void ignoresOtherNumericParameters();
+    void aFailedChannelCommandKeepsTheChannel();
+    void silentDeviceLeadsToAFirmwarePage_data();
+    void silentDeviceLeadsToAFirmwarePage();
+    void theChannelReportDisarmsTheProbe();
+    void anEarlierProbeStaysArmed();
+    void theReportDisarmsOnlyTheNewerProbe();
+    void closingDoesNotDisarmTheProbe();
+    void openingResetsThePacketCount();
+};
+
+void ConnectionTest::init()
+{
+    MainWindow::numberOfDevices = 1;
+    MainWindow::availableComPorts.clear();
+}
+
+void ConnectionTest::signalsComeBeforeTheSlots()
+{
+    const QList<QByteArray> expected = {
+        "disconnectGui()",
+        "showPacketCount(uint)",
+        "updateChannelGui(QString)",
+        "showFwUpdatePage()",
+        "showFwUpdatePageTooManyDevices()",
+        "connectOtherDevice()",
+        "noFirmwareFound()",
+        "readData()",
+        "handleError(QSerialPort::SerialPortError)",
+    };
+    const QMetaObject &meta = Connection::staticMetaObject;
+    QList<QByteArray> methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        methods.append(meta.method(i).methodSignature());
+
+    QCOMPARE(methods, expected);
+    QCOMPARE(meta.method(meta.methodOffset() + 1).parameterNames(), QList<QByteArray>({"count"}));
+    QCOMPARE(meta.method(meta.methodOffset() + 2).parameterNames(), QList<QByteArray>({"ch"}));
+    QCOMPARE(meta.method(meta.methodCount() - 1).parameterNames(), QList<QByteArray>({"error"}));
+}
+
+void ConnectionTest::commandNumbersAreFixed()
+{
+    QCOMPARE(static_cast<int>(Connection::ParamSniff), 0);
+    QCOMPARE(static_cast<int>(Connection::ParamIdle), 1);
+    QCOMPARE(static_cast<int>(Connection::U8ParamChannel), 0);
+}
+
+void ConnectionTest::startsWithTheLocalHostAsDestination()
+{
+    Connection::host = QHostAddress("192.0.2.1");
+
+    const Connection connection;
+
+    QCOMPARE(Connection::host, QHostAddress("127.0.0.1"));
+    QVERIFY(!connection.parent());
+}
+
+void ConnectionTest::openingGreetsTheFirmware()
+{
+    DeviceLink link;
+
+    QVERIFY(link.connection.openSerialPort(link.device.portPath()));
+
+    QVERIFY(link.deviceReceives("\nidle\n\nparms\n"));
+    const QList<QByteArray> expected = {"Connected to " + link.device.portPath().toLocal8Bit(),
+                                        "Test A", "Test B"};
+    QCOMPARE(link.log.messages(), expected);
+    QCOMPARE(link.disconnected.count(), 0);
+}
+
+void ConnectionTest::openingSetsTheLineParameters()
+{
+    PortFinder finder;
+    DeviceLink link;
+
+    QVERIFY(link.open());
+
+    QTRY_VERIFY(finder.port);
+    QCOMPARE(finder.port->baudRate(QSerialPort::Input), 38400);
+    QCOMPARE(finder.port->baudRate(QSerialPort::Output), 38400);
+    QCOMPARE(finder.port->dataBits(), QSerialPort::Data8);
+    QCOMPARE(finder.port->parity(), QSerialPort::NoParity);
+    QCOMPARE(finder.port->stopBits(), QSerialPort::OneStop);
+    QCOMPARE(finder.port->flowControl(), QSerialPort::NoFlowControl);
+    QVERIFY(!finder.port->parent());
+}
+
+void ConnectionTest::openingAMissingPortFails()
+{
+    DeviceLink link;
+
+    QVERIFY(!link.connection.openSerialPort("/dev/no-such-port"));
+
+    // Qt reports a failed open as a port error, too.
+    const QList<QByteArray> expected = {"Critical Error: No such file or directory",
+                                        "Connection error"};
+    QCOMPARE(link.log.messages(), expected);
+    QCOMPARE(link.disconnected.count(), 1);
+    QTest::qWait(patienceMs);
+    QCOMPARE(link.firmwarePages.count(), 0);
+}
+
+void ConnectionTest::closingAClosedPortWritesNothing()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+    link.connection.closeSerialPort();
+    QVERIFY(link.deviceReceives("\nidle\n"));
+    const int logged = link.log.messages().size();
+
+    link.connection.closeSerialPort();
+
+    QCOMPARE(link.log.messages().size(), logged);
+    QTest::qWait(50);
+    QCOMPARE(link.device.received(), QByteArray("\nidle\n"));
+}
+
+void ConnectionTest::closingWritesTheIdleCommand()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+
+    link.connection.closeSerialPort();
+
+    QVERIFY(link.deviceReceives("\nidle\n"));
+    QCOMPARE(link.log.messages().constLast(), QByteArray("Disconnected"));
+    QCOMPARE(link.disconnected.count(), 0);
+}
+
+void ConnectionTest::closingABrokenLineIsOneDisconnect()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+    link.device.hangUp();
+
+    // The event loop has not seen the hang-up yet: the flush meets it first.
+    link.connection.closeSerialPort();
+
+    QTest::qWait(50);
+    QCOMPARE(link.log.messages().count("Disconnected"), 1);
+    QCOMPARE(link.log.messages().constLast(), QByteArray("Disconnected"));
+    QCOMPARE(link.disconnected.count(), 0);
+}
+
+void ConnectionTest::aHangUpIsOneDisconnect()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+
+    link.device.hangUp();
+
+    QTRY_COMPARE(link.disconnected.count(), 1);
+    QTest::qWait(50);
+    QCOMPARE(link.disconnected.count(), 1);
+    const QList<QByteArray> messages = link.log.messages().mid(3);
+    QCOMPARE(messages.size(), 2);
+    QVERIFY2(messages.first().startsWith("Critical Error: "), messages.first());
+    QCOMPARE(messages.last(), QByteArray("Disconnected"));
+}
+
+void ConnectionTest::everyErrorButNoErrorClosesThePort_data()
+{
+    QTest::addColumn<QSerialPort::SerialPortError>("error");
+    QTest::addColumn<bool>("closes");
+    QTest::newRow("no error") << QSerialPort::NoError << false;
+    QTest::newRow("parity") << QSerialPort::ParityError << true;
+    QTest::newRow("framing") << QSerialPort::FramingError << true;
+    QTest::newRow("unsupported") << QSerialPort::UnsupportedOperationError << true;
+    QTest::newRow("timeout") << QSerialPort::TimeoutError << true;
+    QTest::newRow("unknown") << QSerialPort::UnknownError << true;
+}
+
+void ConnectionTest::everyErrorButNoErrorClosesThePort()
+{
+    QFETCH(QSerialPort::SerialPortError, error);
+    QFETCH(bool, closes);
+    DeviceLink link;
+    QVERIFY(link.open());
+
+    QVERIFY(QMetaObject::invokeMethod(&link.connection, "handleError",
+                                      Q_ARG(QSerialPort::SerialPortError, error)));
+
+    QCOMPARE(link.disconnected.count(), closes ? 1 : 0);
+    QCOMPARE(link.log.messages().count("Disconnected"), closes ? 1 : 0);
+    if (closes)
+        QVERIFY(link.deviceReceives("\nidle\n"));
+}
+
+void ConnectionTest::sendsParameters_data()
+{
+    QTest::addColumn<int>("parameter");
+    QTest::addColumn<QByteArray>("command");
+    QTest::newRow("sniff") << 0 << QByteArray("\nsniff\n");
+    QTest::newRow("idle") << 1 << QByteArray("\nidle\n");
+    QTest::newRow("unknown") << 2 << QByteArray();
+    QTest::newRow("negative") << -1 << QByteArray();
+}
+
+void ConnectionTest::sendsParameters()
+{
+    QFETCH(int, parameter);
+    QFETCH(QByteArray, command);
+    DeviceLink link;
+    QVERIFY(link.open());
+
+    link.connection.sendParameter(static_cast<Connection::Params>(parameter));
+
+    link.connection.closeSerialPort();
+    QVERIFY(link.deviceReceives(command + "\nidle\n"));
+}
+
+void ConnectionTest::sendsTheChannel_data()
+{
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QByteArray>("command");
+    QTest::addColumn<int>("channel");
+    QTest::newRow("highest") << 26 << QByteArray("\nchan 26\n") << 26;
+    QTest::newRow("zero") << 0 << QByteArray("\nchan 0\n") << 0;
+    QTest::newRow("negative") << -5 << QByteArray("\nchan -5\n") << 251;
+    QTest::newRow("wider than a byte") << 300 << QByteArray("\nchan 300\n") << 44;
+}
+
+void ConnectionTest::sendsTheChannel()
+{
+    QFETCH(int, value);
+    QFETCH(QByteArray, command);
+    QFETCH(int, channel);
+    const ZepReceiver receiver;
+    DeviceLink link;
+    QVERIFY(link.open());
+
+    link.connection.sendU8Parameter(Connection::U8ParamChannel, value);
+
+    QVERIFY(link.deviceReceives(command));
+    link.sendRecord(QByteArray(8 + 6, 'x'));
+    QTRY_COMPARE(receiver.count(), 1);
+    QCOMPARE(static_cast<int>(static_cast<quint8>(receiver.datagrams().first().at(4))), channel);
+}
+
+void ConnectionTest::ignoresOtherNumericParameters()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+
+    link.connection.sendU8Parameter(static_cast<Connection::U8Params>(1), 15);
+
+    link.connection.closeSerialPort();
+    QVERIFY(link.deviceReceives("\nidle\n"));
+}
+
+void ConnectionTest::aFailedChannelCommandKeepsTheChannel()
+{
+    const ZepReceiver receiver;
+    DeviceLink link;
+    {
+        const MessageCapture quiet;
+        link.connection.sendU8Parameter(Connection::U8ParamChannel, 26);
+    }
+    QVERIFY(link.log.messages().isEmpty());
+    QVERIFY(link.open());
+
+    link.sendRecord(QByteArray(8 + 6, 'x'));
+
+    QTRY_COMPARE(receiver.count(), 1);
+    QCOMPARE(static_cast<int>(receiver.datagrams().first().at(4)), 11);
+}
+
+void ConnectionTest::silentDeviceLeadsToAFirmwarePage_data()
+{
+    using Ports = std::vector<QString>;
+    QTest::addColumn<int>("devices");
+    QTest::addColumn<std::vector<QString>>("ports");
+    QTest::addColumn<bool>("unambiguous");
+    QTest::newRow("none") << 0 << Ports() << false;
+    QTest::newRow("one") << 1 << Ports({"/dev/ttyUSB0"}) << true;
+    QTest::newRow("two dongles") << 2 << Ports({"/dev/ttyUSB0", "/dev/ttyUSB1"}) << false;
+    QTest::newRow("dongle and board") << 2 << Ports({"/dev/ttyUSB0", "/dev/ttyS0"}) << true;
+    QTest::newRow("board and dongle") << 2 << Ports({"/dev/ttyS0", "/dev/ttyUSB0"}) << true;
+    QTest::newRow("board on its other UART")
+        << 2 << Ports({"/dev/ttyAMA0", "/dev/ttyUSB0"}) << false;
+    QTest::newRow("a longer name") << 2 << Ports({"/dev/ttyS01", "/dev/ttyUSB0"}) << false;
+    QTest::newRow("three") << 3 << Ports({"/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyS0"}) << false;
+}
+
+void ConnectionTest::silentDeviceLeadsToAFirmwarePage()
+{
+    QFETCH(int, devices);
+    QFETCH(std::vector<QString>, ports);
+    QFETCH(bool, unambiguous);
+    MainWindow::numberOfDevices = devices;
+    MainWindow::availableComPorts = ports;
+    DeviceLink link;
+    QElapsedTimer sinceOpening;
+    sinceOpening.start();
+    QVERIFY(link.open());
+
+    QTRY_COMPARE(link.firmwarePages.count() + link.severalDevicesPages.count(), 1);
+
+    QVERIFY(sinceOpening.elapsed() >= noFirmwareTimeoutMs * 95 / 100);
+    QCOMPARE(link.firmwarePages.count(), unambiguous ? 1 : 0);
+    QCOMPARE(link.log.messages().constLast(), QByteArray("Disconnected"));
+    QVERIFY(link.deviceReceives("\nidle\n"));
+    QCOMPARE(link.disconnected.count(), 0);
+    QCOMPARE(link.otherDevices.count(), 0);
+}
+
+void ConnectionTest::theChannelReportDisarmsTheProbe()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+
+    // The first byte after the tag is proof enough.
+    link.device.send("HAN: 1");
+
+    QTest::qWait(patienceMs);
+    QCOMPARE(link.firmwarePages.count(), 0);
+    QCOMPARE(link.log.messages().count("Disconnected"), 0);
+    QVERIFY(link.connection.findChildren<QTimer *>().isEmpty());
+}
+
+void ConnectionTest::anEarlierProbeStaysArmed()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+    link.connection.closeSerialPort();
+    QVERIFY(link.connection.openSerialPort(link.device.portPath()));
+
+    QTRY_COMPARE(link.firmwarePages.count(), 2);
+
+    QTest::qWait(patienceMs);
+    QCOMPARE(link.firmwarePages.count(), 2);
+}
+
+void ConnectionTest::theReportDisarmsOnlyTheNewerProbe()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+    link.connection.closeSerialPort();
+    QVERIFY(link.connection.openSerialPort(link.device.portPath()));
+
+    QTRY_VERIFY(link.device.received().endsWith("\nparms\n"));
+    link.device.send("HAN: 11\n");
+
+    QTRY_COMPARE(link.channels.count(), 1);
+    QTRY_COMPARE(link.firmwarePages.count(), 1);
+    QTest::qWait(patienceMs);
+    QCOMPARE(link.firmwarePages.count(), 1);
+}
+
+void ConnectionTest::closingDoesNotDisarmTheProbe()
+{
+    DeviceLink link;
+    QVERIFY(link.open());
+    link.connection.closeSerialPort();
+
+    QTRY_COMPARE(link.firmwarePages.count(), 1);
+
+    QCOMPARE(link.log.messages().count("Disconnected"), 1);
+}
+
+void ConnectionTest::openingResetsThePacketCount()
+{
+    const ZepReceiver receiver;
+    DeviceLink link;
+    for (int pass = 0; pass < 2; ++pass) {
+        QVERIFY(link.open());
+        link.device.send("HAN: 11\n");
+        link.sendRecord(QByteArray(20, 'x'));
+        link.sendRecord(QByteArray(20, 'x'));
+        QTRY_COMPARE(link.packetCounts.count(), 2 * (pass + 1));
+        link.connection.closeSerialPort();
+    }
+
+    QList<uint> counts;
+    for (const QList<QVariant> &arguments : qAsConst(link.packetCounts))
+        counts.append(arguments.first().toUInt());
+    QCOMPARE(counts, QList<uint>({1, 2, 1, 2}));
+}
+
+QTEST_MAIN(ConnectionTest)
+
+#include "tst_connection.moc"

@@ -1,0 +1,245 @@
+#include "mocked_machine.h"
+#include "simulated_device.h"
+#include "tshark_capture.h"
+#include "window_under_test.h"
+#include "zep_receiver.h"
+
+#include <QComboBox>
+#include <QDataStream>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+using Simulator::Traffic;
+using Kind = MockedMachine::Kind;
+
+namespace {
+
+constexpr int longestAcknowledgement = 5;
+constexpr int replayTimeoutMs = 60000;
+
+/** Well-formed traffic, then frames of every length that a radio sends. */
+QVector<QByteArray> framesOfEveryLength()
+{
+    QVector<QByteArray> frames = Traffic::builtIn().frames();
+    for (int size = longestAcknowledgement; size <= Traffic::largestFrame; ++size) {
+        // A data frame between short addresses, filled up with its own length.
+        QByteArray frame = QByteArray::fromHex("4188").append(static_cast<char>(size));
+        frame += QByteArray::fromHex("621affff0000");
+        frame = frame.leftJustified(size - 2, static_cast<char>(size), true);
+        frames.append(Simulator::withFrameCheckSequence(frame));
+    }
+    return frames;
+}
+
+/** Writes @p frames as a capture file of IEEE 802.15.4 frames with check sequences. */
+void writeCapture(const QString &path, const QVector<QByteArray> &frames)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        qFatal("cannot write %s", qPrintable(path));
+    QDataStream stream(&file);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    stream << 0xA1B2C3D4U << quint16(2) << quint16(4) << 0 << 0U << 65535U << 195U;
+    for (const QByteArray &frame : frames) {
+        const auto size = static_cast<quint32>(frame.size());
+        stream << 0U << 0U << size << size;
+        stream.writeRawData(frame.constData(), frame.size());
+    }
+}
+
+} // namespace
+
+class EndToEndTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void everyFrameReachesTheAnalyser_data();
+    void everyFrameReachesTheAnalyser();
+    void aRestartOfTheFirmwareResumes();
+    void unpluggingMidRecordReturnsToTheStartPage();
+    void severalDevicesListInOrder();
+
+private:
+    /** Connects to the only device, which is on @p channel, and starts the capture. */
+    static void startCapture(const WindowUnderTest &test, int channel = 11);
+
+    QTemporaryDir m_folder;
+    std::unique_ptr<MockedMachine> m_machine;
+    std::unique_ptr<TsharkCapture> m_tshark;
+};
+
+void EndToEndTest::initTestCase()
+{
+    QString error;
+    if (TsharkCapture().start(&error))
+        return;
+    if (qEnvironmentVariableIsSet("CI"))
+        QFAIL(qPrintable("tshark cannot capture: " + error));
+    QSKIP(qPrintable("tshark cannot capture on this machine; be root or a member of the group "
+                     "wireshark: "
+                     + error));
+}
+
+void EndToEndTest::init()
+{
+    m_machine = std::make_unique<MockedMachine>();
+    m_tshark = std::make_unique<TsharkCapture>();
+    QString error;
+    QVERIFY2(m_tshark->start(&error), qPrintable(error));
+}
+
+void EndToEndTest::cleanup()
+{
+    m_tshark.reset();
+    m_machine.reset();
+}
+
+void EndToEndTest::startCapture(const WindowUnderTest &test, int channel)
+{
+    test.click("devConnectButton");
+    // Taking over the device's channel ends a capture that was started before.
+    const auto *channelSelect = test.find<QComboBox>("channelSelect");
+    QTRY_COMPARE(channelSelect->currentText(), QString::number(channel));
+    test.find<QLineEdit>("remoteIpInput")->clear();
+    test.click("OnBtn");
+}
+
+void EndToEndTest::everyFrameReachesTheAnalyser_data()
+{
+    QTest::addColumn<SimulatedDevice::Rate>("rate");
+    QTest::newRow("at the line's rate") << SimulatedDevice::Rate::Line;
+    QTest::newRow("unthrottled") << SimulatedDevice::Rate::Unthrottled;
+}
+
+void EndToEndTest::everyFrameReachesTheAnalyser()
+{
+    QFETCH(SimulatedDevice::Rate, rate);
+    const int channel = 20;
+    const int wellFormed = Traffic::builtIn().frames().size();
+    const QVector<QByteArray> frames = framesOfEveryLength();
+    const QString capture = m_folder.filePath("frames.pcap");
+    writeCapture(capture, frames);
+    QString error;
+    const std::optional<Traffic> traffic = Traffic::fromPcap(capture, &error);
+    QVERIFY2(traffic, qPrintable(error));
+    SimulatedDevice::Settings settings;
+    settings.channel = channel;
+    settings.rate = rate;
+    settings.repeat = SimulatedDevice::Repeat::Once;
+    settings.traffic = *traffic;
+    const SimulatedDevice device(settings);
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const WindowUnderTest test;
+
+    startCapture(test, channel);
+
+    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), frames.size(), replayTimeoutMs);
+    const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
+    const quint32 first = packets.first().sequenceNumber;
+    for (int i = 0; i < frames.size(); ++i) {
+        const TsharkCapture::Packet &packet = packets.at(i);
+        QCOMPARE(packet.sequenceNumber, first + static_cast<quint32>(i));
+        QVERIFY(!packet.malformed || i >= wellFormed);
+        if (frames.at(i).size() <= longestAcknowledgement) {
+            QCOMPARE(packet.payload.size(), ZepReceiver::acknowledgementSize);
+            QVERIFY2(packet.protocols.endsWith(":udp:zep"), qPrintable(packet.protocols));
+            continue;
+        }
+        QCOMPARE(packet.payload.mid(ZepReceiver::dataHeaderSize), frames.at(i));
+        QCOMPARE(packet.channel, channel);
+        QVERIFY2(packet.protocols.contains(":udp:zep:wpan"), qPrintable(packet.protocols));
+    }
+    QCOMPARE(test.find<QLabel>("label_packetCount")->text(), QString::number(frames.size()));
+    test.click("devDisconnectButton");
+}
+
+void EndToEndTest::aRestartOfTheFirmwareResumes()
+{
+    SimulatedDevice device({});
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const WindowUnderTest test;
+    startCapture(test);
+    QTRY_VERIFY(m_tshark->packets().size() >= 3);
+
+    device.restart();
+    QTRY_VERIFY(!device.isSniffing());
+    QTRY_VERIFY(device.isSniffing());
+    const int before = device.framesSent();
+    QTRY_VERIFY(device.framesSent() >= before + 3);
+    test.click("OffBtn");
+    QTRY_VERIFY(!device.isSniffing());
+
+    // The half record is lost, every complete one has arrived.
+    QTRY_COMPARE(m_tshark->packets().size(), device.framesSent());
+    QCOMPARE(test.log.messages().count("[warning] watchdog"), 1);
+    const QVector<QByteArray> frames = Traffic::builtIn().frames();
+    const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
+    for (const TsharkCapture::Packet &packet : packets) {
+        if (ZepReceiver::isData(packet.payload))
+            QVERIFY(frames.contains(packet.payload.mid(ZepReceiver::dataHeaderSize)));
+    }
+    test.click("devDisconnectButton");
+}
+
+void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
+{
+    SimulatedDevice::Settings settings;
+    settings.firmware = SimulatedDevice::Firmware::Silent;
+    SimulatedDevice device(settings);
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const WindowUnderTest test;
+    startCapture(test);
+    const QByteArray frame = Traffic::builtIn().frames().last();
+    const QByteArray record = SimulatedDevice::frameRecord(frame);
+    device.send("HAN: 11\n" + record + record.left(record.size() / 2));
+    QTRY_COMPARE(m_tshark->packets().size(), 1);
+
+    m_machine->unplug("ttyUSB0");
+    device.hangUp();
+
+    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
+    QCOMPARE(test.log.messages().count("Disconnected"), 1);
+    QCOMPARE(m_tshark->packets().size(), 1);
+
+    // Plugged in again, it works as before; the half record is forgotten.
+    const SimulatedDevice again({});
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", again.portPath());
+    test.click("refreshComButton");
+    startCapture(test);
+    QTRY_VERIFY(m_tshark->packets().size() >= 3);
+    test.click("devDisconnectButton");
+}
+
+void EndToEndTest::severalDevicesListInOrder()
+{
+    const SimulatedDevice first({});
+    const SimulatedDevice second({});
+    const SimulatedDevice board({});
+    m_machine->plugIn(Kind::Vostrel, "ttyAMA0", board.portPath());
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", first.portPath());
+    const WindowUnderTest test;
+    const auto *box = test.find<QComboBox>("usbComboBox");
+
+    QCOMPARE(box->count(), 3);
+    const std::vector<QString> expected = {"/dev/ttyAMA0", "/dev/ttyUSB0", "/dev/ttyUSB1"};
+    QCOMPARE(MainWindow::availableComPorts, expected);
+    QCOMPARE(box->itemText(0), QString("Vostrel"));
+    QCOMPARE(box->itemText(1), QString("Mirzel"));
+    QCOMPARE(box->itemText(2), QString("Mirzel"));
+}
+
+QTEST_MAIN(EndToEndTest)
+
+#include "tst_end_to_end.moc"

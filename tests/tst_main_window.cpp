@@ -1,0 +1,320 @@
+#include "connection.h"
+#include "debug_log.h"
+#include "mocked_machine.h"
+#include "simulated_device.h"
+#include "window_under_test.h"
+
+#include <QDesktopServices>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMetaMethod>
+#include <QStackedWidget>
+#include <QTextBrowser>
+#include <QTimer>
+#include <QtTest>
+
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+
+/** Takes the place of the desktop's viewer. */
+class Viewer : public QObject
+{
+    Q_OBJECT
+
+public:
+    Viewer() { QDesktopServices::setUrlHandler("file", this, "open"); }
+    ~Viewer() override { QDesktopServices::unsetUrlHandler("file"); }
+
+    QList<QUrl> opened;
+
+public slots:
+    void open(const QUrl &url) { opened.append(url); }
+};
+
+class MainWindowTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void slotsStandInOrder();
+    void startsOnTheStartPage();
+    void theStackOfPagesIsTheCentralWidget();
+    void ownsTwoSingleShotTimers();
+    void namesQuitInTheFileMenu();
+    void quits();
+    void listsTheHelpMenuInOrder();
+    void helpPagesLeadBack_data();
+    void helpPagesLeadBack();
+    void helpFromAFirmwarePageLeadsToTheStartPage();
+    void wiresharkHelpLeadsBackToTheConnectedPage();
+    void firmwarePagesLeadBackByDisconnecting_data();
+    void firmwarePagesLeadBackByDisconnecting();
+    void opensTheManual();
+    void everyLinkOpensTheManual_data();
+    void everyLinkOpensTheManual();
+    void writesNoLogWhileItIsBuilt();
+    void leavesTheConnectionOpen();
+
+private:
+    MockedMachine m_machine;
+};
+
+namespace {
+constexpr char manualUrl[] = "file:///usr/share/fennix/manual/FENNIX-BHB-en.pdf";
+} // namespace
+
+void MainWindowTest::slotsStandInOrder()
+{
+    const QList<QByteArray> expected = {
+        "getComPorts()",
+        "devConnectClicked()",
+        "devDisconnectClicked()",
+        "updateGui(uint count)",
+        "updateChannelComboBox(QString channel)",
+        "startStopSniffing(int onOff)",
+        "startSniffing()",
+        "stopSniffing()",
+        "changeChannel(QString channel)",
+        "showConnectedPage()",
+        "showLastPage()",
+        "setComPort()",
+        "showDependencies()",
+        "showFwUpdateHelp()",
+        "showAboutPage()",
+        "openManual()",
+        "tryConnectDevices()",
+        "enableContinueBtn()",
+    };
+    const QMetaObject &meta = MainWindow::staticMetaObject;
+    QList<QByteArray> methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        const QMetaMethod method = meta.method(i);
+        QList<QByteArray> parameters;
+        for (int p = 0; p < method.parameterCount(); ++p)
+            parameters.append(method.parameterTypes().at(p) + ' ' + method.parameterNames().at(p));
+        methods.append(method.name() + '(' + parameters.join(", ") + ')');
+        QCOMPARE(method.methodType(), QMetaMethod::Slot);
+    }
+
+    QCOMPARE(methods, expected);
+}
+
+void MainWindowTest::startsOnTheStartPage()
+{
+    const WindowUnderTest test;
+
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+    QCOMPARE(test.window.windowTitle(), QString("FENNIX"));
+    QCOMPARE(test.window.windowIcon().availableSizes(), QList<QSize>({QSize(48, 48)}));
+    QCOMPARE(MainWindow::numberOfDevices, 0);
+    QVERIFY(MainWindow::availableComPorts.empty());
+}
+
+void MainWindowTest::theStackOfPagesIsTheCentralWidget()
+{
+    const WindowUnderTest test;
+
+    QCOMPARE(test.window.centralWidget(), test.find<QStackedWidget>("stackedWidget"));
+}
+
+void MainWindowTest::ownsTwoSingleShotTimers()
+{
+    const WindowUnderTest test;
+
+    const QList<QTimer *> timers =
+        test.window.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
+
+    QCOMPARE(timers.size(), 2);
+    for (const QTimer *timer : timers) {
+        QVERIFY(timer->isSingleShot());
+        QVERIFY(!timer->isActive());
+    }
+}
+
+void MainWindowTest::namesQuitInTheFileMenu()
+{
+    const WindowUnderTest test;
+
+    const QAction *file = test.window.menuBar()->actions().value(0);
+
+    QCOMPARE(file->text(), QString("&File"));
+    QCOMPARE(file->menu()->actions().size(), 1);
+    QCOMPARE(test.action("&File", "Quit")->shortcuts(),
+             QKeySequence::keyBindings(QKeySequence::Quit));
+}
+
+void MainWindowTest::quits()
+{
+    const WindowUnderTest test;
+    QTimer::singleShot(0, test.action("&File", "Quit"), &QAction::trigger);
+    QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(1); });
+
+    QCOMPARE(QCoreApplication::exec(), 0);
+}
+
+void MainWindowTest::listsTheHelpMenuInOrder()
+{
+    const WindowUnderTest test;
+
+    const QList<QAction *> menus = test.window.menuBar()->actions();
+    QCOMPARE(menus.size(), 2);
+    QCOMPARE(menus.at(1)->text(), QString("Help"));
+    QStringList texts;
+    const QList<QAction *> entries = menus.at(1)->menu()->actions();
+    for (const QAction *entry : entries)
+        texts.append(entry->text());
+    QCOMPARE(texts, QStringList({"Dependencies", "Firmware update", "Manual", "About"}));
+}
+
+void MainWindowTest::helpPagesLeadBack_data()
+{
+    QTest::addColumn<QByteArray>("entry");
+    QTest::addColumn<QByteArray>("page");
+    QTest::addColumn<QByteArray>("backButton");
+    QTest::newRow("dependencies") << QByteArray("Dependencies") << QByteArray("pageDependencies")
+                                  << QByteArray("backBtn_3");
+    QTest::newRow("firmware update") << QByteArray("Firmware update")
+                                     << QByteArray("pageFwUpdateHelp") << QByteArray("backBtn_4");
+    QTest::newRow("about") << QByteArray("About") << QByteArray("pageAbout")
+                           << QByteArray("backBtn_5");
+}
+
+void MainWindowTest::helpPagesLeadBack()
+{
+    QFETCH(QByteArray, entry);
+    QFETCH(QByteArray, page);
+    QFETCH(QByteArray, backButton);
+    const SimulatedDevice device({});
+    m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
+    const WindowUnderTest test;
+
+    test.action("Help", entry)->trigger();
+    QCOMPARE(test.page(), page);
+    test.click(backButton);
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+
+    test.click("devConnectButton");
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+    test.action("Help", entry)->trigger();
+    QCOMPARE(test.page(), page);
+    test.click(backButton);
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+
+    test.click("devDisconnectButton");
+    m_machine.unplug("ttyUSB0");
+}
+
+void MainWindowTest::helpFromAFirmwarePageLeadsToTheStartPage()
+{
+    const WindowUnderTest test;
+    test.find<QStackedWidget>("stackedWidget")
+        ->setCurrentWidget(test.find<QWidget>("pageNoFirmwareTooManyDev"));
+
+    test.action("Help", "Dependencies")->trigger();
+    test.click("backBtn_3");
+
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+}
+
+void MainWindowTest::wiresharkHelpLeadsBackToTheConnectedPage()
+{
+    const WindowUnderTest test;
+    test.find<QStackedWidget>("stackedWidget")
+        ->setCurrentWidget(test.find<QWidget>("pageWiresharkHelp"));
+
+    test.click("backBtn_2");
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+
+    // From now on the help pages lead there, too.
+    test.action("Help", "About")->trigger();
+    test.click("backBtn_5");
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+}
+
+void MainWindowTest::firmwarePagesLeadBackByDisconnecting_data()
+{
+    QTest::addColumn<QByteArray>("page");
+    QTest::addColumn<QByteArray>("backButton");
+    QTest::newRow("one device") << QByteArray("pageNoFirmware") << QByteArray("backBtn");
+    QTest::newRow("several devices")
+        << QByteArray("pageNoFirmwareTooManyDev") << QByteArray("backBtn_6");
+}
+
+void MainWindowTest::firmwarePagesLeadBackByDisconnecting()
+{
+    QFETCH(QByteArray, page);
+    QFETCH(QByteArray, backButton);
+    const WindowUnderTest test;
+    test.find<QStackedWidget>("stackedWidget")->setCurrentWidget(test.find<QWidget>(page));
+    test.find<QLabel>("label_com_port")->setText("/dev/ttyUSB0");
+
+    test.click(backButton);
+
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+    QCOMPARE(test.find<QLabel>("label_com_port")->text(), QString("Connecting..."));
+}
+
+void MainWindowTest::opensTheManual()
+{
+    const Viewer viewer;
+    const WindowUnderTest test;
+
+    test.action("Help", "Manual")->trigger();
+
+    QCOMPARE(viewer.opened, QList<QUrl>({QUrl(manualUrl)}));
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+}
+
+void MainWindowTest::everyLinkOpensTheManual_data()
+{
+    QTest::addColumn<QByteArray>("browser");
+    QTest::addColumn<QUrl>("link");
+    QTest::newRow("Linux") << QByteArray("helpTextLinux") << QUrl("#");
+    QTest::newRow("Windows") << QByteArray("helpTextWin") << QUrl("#");
+    QTest::newRow("elsewhere") << QByteArray("helpTextLinux") << QUrl("https://example.org/");
+}
+
+void MainWindowTest::everyLinkOpensTheManual()
+{
+    QFETCH(QByteArray, browser);
+    QFETCH(QUrl, link);
+    const Viewer viewer;
+    const WindowUnderTest test;
+
+    emit test.find<QTextBrowser>(browser)->anchorClicked(link);
+
+    QCOMPARE(viewer.opened, QList<QUrl>({QUrl(manualUrl)}));
+}
+
+void MainWindowTest::writesNoLogWhileItIsBuilt()
+{
+    // main() switches the log on after it has built and shown the window.
+    DBG_Init(nullptr);
+    m_machine.plugIn(MockedMachine::Kind::Vostrel, "ttyAMA0", "/dev/null");
+
+    const MainWindow window;
+
+    QCOMPARE(MainWindow::numberOfDevices, 1);
+    m_machine.unplug("ttyAMA0");
+}
+
+void MainWindowTest::leavesTheConnectionOpen()
+{
+    SimulatedDevice device({});
+    m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
+    {
+        const WindowUnderTest test;
+        test.click("devConnectButton");
+        QTRY_COMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
+    }
+
+    // Only the end of the process closes the port.
+    QTest::qWait(50);
+    QCOMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
+    device.hangUp();
+    m_machine.unplug("ttyUSB0");
+}
+
+QTEST_MAIN(MainWindowTest)
+
+#include "tst_main_window.moc"

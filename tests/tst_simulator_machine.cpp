@@ -1,0 +1,394 @@
+#include "mocked_machine.h"
+#include "simulated_device.h"
+
+#include <QFileInfo>
+#include <QProcess>
+#include <QSerialPort>
+#include <QSerialPortInfo>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+#include <vector>
+
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+using Kind = MockedMachine::Kind;
+
+Q_DECLARE_METATYPE(Kind)
+
+namespace {
+
+QStringList listedNodes()
+{
+    QStringList nodes;
+    const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
+    for (const QSerialPortInfo &port : ports)
+        nodes.append(port.portName());
+    return nodes;
+}
+
+/** A run of the simulator, ended with the object. */
+class Program : public QProcess
+{
+public:
+    explicit Program(const QStringList &arguments)
+    {
+        setProgram(QStringLiteral(SIMULATOR_PATH));
+        setArguments(arguments);
+    }
+
+    ~Program() override
+    {
+        // Killed, it would leave the machine's folder behind.
+        terminate();
+        waitForFinished();
+    }
+
+    /** Runs the program to its end; false when it does not end by itself. */
+    bool run()
+    {
+        start();
+        return waitForFinished() && exitStatus() == QProcess::NormalExit;
+    }
+
+    bool hasPrinted(const QByteArray &text)
+    {
+        m_output += readAllStandardOutput();
+        return m_output.contains(text);
+    }
+
+private:
+    QByteArray m_output;
+};
+
+QStringList shell(const QString &script)
+{
+    return {QStringLiteral("--"), QStringLiteral("sh"), QStringLiteral("-c"), script};
+}
+
+QProcessEnvironment withoutPreload()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("LD_PRELOAD"));
+    return environment;
+}
+
+} // namespace
+
+class SimulatorMachineTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void portIsListedAsItsKind_data();
+    void portIsListedAsItsKind();
+    void portsAreListedInTheOrderOfTheirNames();
+    void pluggedPortOpensWithoutErrors();
+    void portComesAndGoesAnyNumberOfTimes();
+    void devicesWorkSideBySide();
+    void aliasLinkLeadsToItsNode();
+
+    void programRefusesWrongArguments_data();
+    void programRefusesWrongArguments();
+    void programPassesTheExitCodeOn();
+    void programPassesSignalsOn();
+    void programPlugsInWhatIsAskedFor();
+    void programActsOnControlLines();
+    void programReportsControlLinesItCannotFollow_data();
+    void programReportsControlLinesItCannotFollow();
+    void programStartsItselfUnderTheWrapper();
+    void programNamesTheMissingWrapper();
+};
+
+void SimulatorMachineTest::initTestCase()
+{
+    QString error;
+    QVERIFY2(MockedMachine::isPossible(&error), qPrintable(error));
+}
+
+void SimulatorMachineTest::portIsListedAsItsKind_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QString>("node");
+    QTest::addColumn<int>("vendor");
+    QTest::addColumn<int>("product");
+    QTest::addColumn<QString>("description");
+
+    const QString bridge = QStringLiteral("FT230X Basic UART");
+    QTest::newRow("Mirzel") << Kind::Mirzel << "ttyUSB0" << 0x0403 << 0x6015 << bridge;
+    QTest::newRow("Mirzel on an odd node")
+        << Kind::Mirzel << "ttyS01" << 0x0403 << 0x6015 << bridge;
+    QTest::newRow("Mirzel without identifiers")
+        << Kind::MirzelWithoutIdentifiers << "ttyUSB1" << 0 << 0 << bridge;
+    QTest::newRow("Vostrel") << Kind::Vostrel << "ttyAMA0" << 0 << 0 << "";
+    QTest::newRow("Vostrel on the mini UART") << Kind::Vostrel << "ttyS0" << 0 << 0 << "";
+    QTest::newRow("foreign FTDI bridge")
+        << Kind::ForeignFtdi << "ttyUSB0" << 0x0403 << 0x6001 << "FT232R USB UART";
+    QTest::newRow("foreign modem")
+        << Kind::ForeignAcm << "ttyACM0" << 0x16c0 << 0x0483 << "USB Serial";
+    QTest::newRow("foreign bridge")
+        << Kind::ForeignUsbSerial << "ttyUSB0" << 0x1a86 << 0x7523 << "USB2.0-Serial";
+}
+
+void SimulatorMachineTest::portIsListedAsItsKind()
+{
+    QFETCH(Kind, kind);
+    QFETCH(QString, node);
+    MockedMachine machine;
+    const SimulatedDevice device {SimulatedDevice::Settings()};
+    const QString path = machine.plugIn(kind, node, device.portPath());
+
+    const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
+    QCOMPARE(ports.size(), 1);
+    QCOMPARE(ports[0].systemLocation(), path);
+    QCOMPARE(ports[0].portName(), node);
+    QTEST(static_cast<int>(ports[0].vendorIdentifier()), "vendor");
+    QTEST(static_cast<int>(ports[0].productIdentifier()), "product");
+    QTEST(ports[0].description(), "description");
+}
+
+void SimulatorMachineTest::portsAreListedInTheOrderOfTheirNames()
+{
+    MockedMachine machine;
+    const SimulatedDevice device {SimulatedDevice::Settings()};
+    for (const char *node : {"ttyUSB2", "ttyUSB10", "ttyAMA0", "ttyS0", "ttyACM0", "ttyUSB0"})
+        machine.plugIn(Kind::Mirzel, QLatin1String(node), device.portPath());
+    const QStringList expected = {QStringLiteral("ttyACM0"),  QStringLiteral("ttyAMA0"),
+                                  QStringLiteral("ttyS0"),    QStringLiteral("ttyUSB0"),
+                                  QStringLiteral("ttyUSB10"), QStringLiteral("ttyUSB2")};
+    QCOMPARE(listedNodes(), expected);
+}
+
+void SimulatorMachineTest::pluggedPortOpensWithoutErrors()
+{
+    qRegisterMetaType<QSerialPort::SerialPortError>();
+    MockedMachine machine;
+    SimulatedDevice device {SimulatedDevice::Settings()};
+    // The lock file of a node's name is shared by the whole machine: nodes that are
+    // opened have names that no real port or other test uses.
+    QSerialPort port(machine.plugIn(Kind::Mirzel, QStringLiteral("ttySIM0"), device.portPath()));
+    port.setBaudRate(QSerialPort::Baud38400);
+    QSignalSpy errors(&port, &QSerialPort::errorOccurred);
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    port.write("\nparms\n");
+    QTRY_COMPARE(port.bytesAvailable(), 9);
+    QCOMPARE(port.readAll(), QByteArray("\nHAN: 11\n"));
+    for (const QList<QVariant> &error : errors)
+        QCOMPARE(error[0].value<QSerialPort::SerialPortError>(), QSerialPort::NoError);
+}
+
+void SimulatorMachineTest::portComesAndGoesAnyNumberOfTimes()
+{
+    const QString node = QStringLiteral("ttySIM0");
+    MockedMachine machine;
+    for (int time = 0; time < 20; ++time) {
+        SimulatedDevice device {SimulatedDevice::Settings()};
+        const QString path = machine.plugIn(Kind::Mirzel, node, device.portPath());
+        QCOMPARE(listedNodes(), QStringList {node});
+        QVERIFY(machine.isPluggedIn(node));
+
+        QSerialPort port(path);
+        QVERIFY(port.open(QIODevice::ReadWrite));
+        port.write("\nidle\n");
+        QTRY_COMPARE(device.received(), QByteArray("\nidle\n"));
+        port.close();
+
+        machine.unplug(node);
+        QCOMPARE(listedNodes(), QStringList());
+        QVERIFY(!machine.isPluggedIn(node));
+        QVERIFY(!QFileInfo::exists(path));
+    }
+}
+
+void SimulatorMachineTest::devicesWorkSideBySide()
+{
+    MockedMachine machine;
+    std::vector<std::unique_ptr<SimulatedDevice>> devices;
+    std::vector<std::unique_ptr<QSerialPort>> ports;
+    for (int number = 0; number < 3; ++number) {
+        SimulatedDevice::Settings settings;
+        settings.channel = 20 + number;
+        devices.push_back(std::make_unique<SimulatedDevice>(settings));
+        const QString node = QStringLiteral("ttySIM%1").arg(number);
+        ports.push_back(std::make_unique<QSerialPort>(
+            machine.plugIn(Kind::Mirzel, node, devices.back()->portPath())));
+        QVERIFY(ports.back()->open(QIODevice::ReadWrite));
+        ports.back()->write("\nparms\n");
+    }
+    for (std::size_t number = 0; number < 3; ++number) {
+        QTRY_COMPARE(ports[number]->bytesAvailable(), 9);
+        QCOMPARE(ports[number]->readAll().mid(6, 2).toInt(), devices[number]->channel());
+    }
+}
+
+void SimulatorMachineTest::aliasLinkLeadsToItsNode()
+{
+    const QString alias = QStringLiteral("/dev/serial0");
+    MockedMachine machine;
+    const SimulatedDevice device {SimulatedDevice::Settings()};
+    machine.plugIn(Kind::Vostrel, QStringLiteral("ttyS0"), device.portPath());
+    QVERIFY(!QFileInfo::exists(alias));
+    machine.linkSerial0(QStringLiteral("ttyAMA0"));
+    machine.linkSerial0(QStringLiteral("ttyS0"));
+    QVERIFY(QFileInfo::exists(alias));
+    QVERIFY(QFileInfo(alias).isSymLink());
+    QCOMPARE(QFileInfo(alias).symLinkTarget(), QStringLiteral("/dev/ttyS0"));
+    machine.unlinkSerial0();
+    QVERIFY(!QFileInfo::exists(alias));
+}
+
+void SimulatorMachineTest::programRefusesWrongArguments_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("message");
+
+    const auto row = [](const char *name, const char *arguments, int exitCode,
+                        const char *message) {
+        QTest::newRow(name) << QString::fromLatin1(arguments).split(QLatin1Char(' ')) << exitCode
+                            << QByteArray("fennix-simulator: ") + message;
+    };
+    row("no command", "--once", 2, "no command to start; see --help\n");
+    row("unknown option", "--fast true", 2, "Unknown option 'fast'.\n");
+    row("unknown kind", "--device radio true", 2, "unknown kind of device 'radio'\n");
+    row("unknown device option", "--device mirzel:loud true", 2,
+        "unknown option 'loud' of device 'mirzel'\n");
+    row("node of another kind", "--device mirzel:ttyS0 true", 2,
+        "unknown option 'ttyS0' of device 'mirzel'\n");
+    row("no radio channel", "--device mirzel:channel=27 true", 2,
+        "unknown option 'channel=27' of device 'mirzel'\n");
+    row("node taken twice", "--device vostrel --device vostrel true", 2,
+        "two devices on node ttyAMA0\n");
+    row("alias of nothing", "--serial0 ttyS0 true", 2, "no device on node 'ttyS0' for --serial0\n");
+    row("no capture", "--replay /none.pcap true", 1,
+        "/none.pcap: cannot be read: No such file or directory\n");
+    row("not a capture", "--replay /etc/passwd true", 1,
+        "/etc/passwd: is no pcap or pcapng capture\n");
+    row("no such command", "/none/command", 127, "cannot start '/none/command'\n");
+}
+
+void SimulatorMachineTest::programRefusesWrongArguments()
+{
+    QFETCH(QStringList, arguments);
+    Program program(arguments);
+    QVERIFY(program.run());
+    QTEST(program.exitCode(), "exitCode");
+    QTEST(program.readAllStandardError(), "message");
+    QCOMPARE(program.readAllStandardOutput(), QByteArray());
+}
+
+void SimulatorMachineTest::programPassesTheExitCodeOn()
+{
+    // A command that reads its input sees its end, not the control lines.
+    Program program(shell(QStringLiteral("cat; exit 7")));
+    program.start();
+    program.write("not for the command\n");
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), 7);
+    QCOMPARE(program.readAllStandardOutput(), QByteArray());
+}
+
+void SimulatorMachineTest::programPassesSignalsOn()
+{
+    Program program(shell(
+        QStringLiteral("trap 'exit 9' TERM; echo ready; while :; do read x </dev/ttyUSB0; done")));
+    program.start();
+    QTRY_VERIFY(program.hasPrinted("ready"));
+    program.terminate();
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 9);
+}
+
+void SimulatorMachineTest::programPlugsInWhatIsAskedFor()
+{
+    Program program(
+        QStringLiteral("--device mirzel --device vostrel:ttyS0,silent --device foreign-acm "
+                       "--device mirzel-without-ids --device foreign-ftdi "
+                       "--serial0 ttyS0 -- sh -c")
+            .split(QLatin1Char(' '))
+        << QStringLiteral("for x in serial0 ttyACM0 ttyAMA0 ttyS0 ttyUSB0 "
+                          "ttyUSB1 ttyUSB2; do test -e /dev/$x && echo $x; done"));
+    QVERIFY(program.run());
+    QCOMPARE(program.readAllStandardOutput().simplified(),
+             QByteArray("serial0 ttyACM0 ttyS0 ttyUSB0 ttyUSB1 ttyUSB2"));
+}
+
+void SimulatorMachineTest::programActsOnControlLines()
+{
+    Program program(
+        shell(QStringLiteral("exec 3<>/dev/ttyUSB0; echo open; cat <&3 2>/dev/null; echo closed;"
+                             "until test -e /dev/ttyUSB0; do :; done;"
+                             "exec 3<>/dev/ttyUSB0; echo again; printf '\\nparms\\n' >&3;"
+                             "cat <&3 2>/dev/null; exit 3")));
+    program.start();
+    QTRY_VERIFY(program.hasPrinted("open\n"));
+    program.write("restart ttyUSB0\n");
+    QTRY_VERIFY(program.hasPrinted("[vostrel]"));
+    program.write("fail ttyUSB0\nnoise ttyUSB0 5\nunplug ttyUSB0\n");
+    QTRY_VERIFY(program.hasPrinted("closed\n"));
+    program.write("plug ttyUSB0\n");
+    QTRY_VERIFY(program.hasPrinted("again\n"));
+    QTRY_VERIFY(program.hasPrinted("\nHAN: 11\n"));
+    program.write("hangup ttyUSB0\n");
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.readAllStandardError(), QByteArray());
+    QCOMPARE(program.exitCode(), 3);
+}
+
+void SimulatorMachineTest::programReportsControlLinesItCannotFollow_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QByteArray>("message");
+
+    const auto row = [](const char *name, const char *line, const char *message) {
+        QTest::newRow(name) << QByteArray(line) << QByteArray("fennix-simulator: ") + message;
+    };
+    row("unknown word", "jump ttyUSB0", "unknown control line 'jump ttyUSB0'\n");
+    row("node missing", "unplug", "unknown control line 'unplug'\n");
+    row("word too many", "restart ttyUSB0 now", "unknown control line 'restart ttyUSB0 now'\n");
+    row("unknown node", "unplug ttyUSB9", "no device on node 'ttyUSB9'\n");
+    row("plugged in already", "plug ttyUSB0", "ttyUSB0 is already plugged in\n");
+    row("noise of no bytes", "noise ttyUSB0 none", "'none' is no number of bytes\n");
+}
+
+void SimulatorMachineTest::programReportsControlLinesItCannotFollow()
+{
+    QFETCH(QByteArray, line);
+    Program program(shell(QStringLiteral("exec 3<>/dev/ttyUSB0; cat <&3")));
+    program.start();
+    program.write(line + '\n');
+    QByteArray message;
+    QTRY_VERIFY((message += program.readAllStandardError()).endsWith('\n'));
+    QTEST(message, "message");
+    QCOMPARE(program.state(), QProcess::Running);
+}
+
+void SimulatorMachineTest::programStartsItselfUnderTheWrapper()
+{
+    Program program(shell(QStringLiteral("test -e /dev/ttyUSB0 && exit 4")));
+    program.setProcessEnvironment(withoutPreload());
+    QVERIFY(program.run());
+    QCOMPARE(program.exitCode(), 4);
+}
+
+void SimulatorMachineTest::programNamesTheMissingWrapper()
+{
+    const QTemporaryDir empty;
+    QProcessEnvironment environment = withoutPreload();
+    environment.insert(QStringLiteral("PATH"), empty.path());
+    Program program(shell(QStringLiteral("exit 0")));
+    program.setProcessEnvironment(environment);
+    QVERIFY(program.run());
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(program.readAllStandardError(),
+             QByteArray("fennix-simulator: umockdev-wrapper not found; install Debian's package "
+                        "umockdev\n"));
+}
+
+QTEST_GUILESS_MAIN(SimulatorMachineTest)
+#include "tst_simulator_machine.moc"
