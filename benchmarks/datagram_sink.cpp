@@ -1,0 +1,62 @@
+#include "datagram_sink.h"
+
+#include "clock.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr uint16_t zepPort = 17754;
+/** Room for a burst, so that what is lost was never sent. */
+constexpr int receiveBufferSize = 16 * 1024 * 1024;
+
+int bindSocket()
+{
+    const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &receiveBufferSize, sizeof(receiveBufferSize));
+    const timeval patience = {0, 100000};
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(zepPort);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0)
+        qFatal("port %d of the local host is taken", zepPort);
+    return socket;
+}
+
+} // namespace
+
+DatagramSink::DatagramSink(int expected)
+    : m_socket(bindSocket())
+{
+    m_receiveTimes.reserve(static_cast<size_t>(expected));
+    m_thread = std::thread(&DatagramSink::run, this);
+}
+
+DatagramSink::~DatagramSink()
+{
+    finish();
+    close(m_socket);
+}
+
+void DatagramSink::finish()
+{
+    m_stop = true;
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void DatagramSink::run()
+{
+    char datagram[512];
+    while (!m_stop) {
+        if (recv(m_socket, datagram, sizeof(datagram), 0) <= 0)
+            continue;
+        m_receiveTimes.push_back(nanoseconds(CLOCK_MONOTONIC));
+        ++m_received;
+    }
+}
