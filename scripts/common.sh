@@ -7,6 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libqt5serialport5-dev)
 simulator_packages=(umockdev libumockdev-dev libpcap-dev)
 capture_packages=(tshark)
+namespace_packages=(iproute2)
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
 lint_packages=(clang-format clang-tidy clazy cppcheck)
 

@@ -8,6 +8,7 @@
 #include <QDesktopServices>
 #include <QHostAddress>
 #include <QMenuBar>
+#include <QNetworkInterface>
 #include <QRegExp>
 #include <QTimer>
 #include <QUrl>
@@ -22,7 +23,9 @@ using Tarvos::DeviceEntry;
 namespace {
 
 constexpr int comPortDelayMs = 400;
-constexpr int deviceCountPollMs = 1000;
+
+/** The local and the remote instructions of the Linux text, a line each. */
+constexpr int linesAboveManualLink = 19;
 
 const QLatin1String manualUrl("file:///usr/share/fennix/manual/FENNIX-BHB-en.pdf");
 
@@ -38,6 +41,14 @@ bool isSameDevice(const DeviceEntry &a, const DeviceEntry &b)
 QString portName(const DeviceEntry &device)
 {
     return device.path.mid(std::max(0, device.path.indexOf(QLatin1String("COM"))));
+}
+
+/** Returns whether @p address is an IPv4 address of class A, B or C, loopback excluded. */
+bool isUnicastAddress(const QHostAddress &address)
+{
+    const quint32 value = address.toIPv4Address();
+    return address.protocol() == QAbstractSocket::IPv4Protocol && value >> 24 != 127
+        && value < 0xE0000000U;
 }
 
 /** Accepts four groups of digits, whatever their values, or no text at all. */
@@ -69,6 +80,8 @@ MainWindow::MainWindow(QWidget *parent)
     continueBtnTimer->setSingleShot(true);
     connect(continueBtnTimer, SIGNAL(timeout()), this, SLOT(enableContinueBtn()));
     getComPorts();
+    guessLocalAddress();
+    insertManualLink();
 }
 
 MainWindow::~MainWindow()
@@ -102,8 +115,11 @@ void MainWindow::connectForm()
     connect(ui->devDisconnectButton, SIGNAL(clicked()), this, SLOT(devDisconnectClicked()));
     connect(ui->OnBtn, SIGNAL(clicked()), this, SLOT(startSniffing()));
     connect(ui->OffBtn, SIGNAL(clicked()), this, SLOT(stopSniffing()));
+    connect(ui->startWsButton, SIGNAL(clicked()), this, SLOT(wiresharkHelp()));
     connect(ui->channelSelect, SIGNAL(currentIndexChanged(const QString)), this,
             SLOT(changeChannel(const QString)));
+    connect(ui->installFwBtn, SIGNAL(clicked()), this, SLOT(startFwUpdate()));
+    connect(ui->continueBtn, SIGNAL(clicked()), this, SLOT(showFirmwareUpdatePage()));
     connect(ui->backBtn, SIGNAL(clicked()), this, SLOT(devDisconnectClicked()));
     connect(ui->backBtn_2, SIGNAL(clicked()), this, SLOT(showConnectedPage()));
     connect(ui->backBtn_3, SIGNAL(clicked()), this, SLOT(showLastPage()));
@@ -118,10 +134,50 @@ void MainWindow::createConnection()
 {
     connection = new Connection;
     connect(connection, SIGNAL(disconnectGui()), this, SLOT(devDisconnectClicked()));
+    connect(connection, SIGNAL(showFwUpdatePage()), this, SLOT(showFirmwareUpdatePage()));
+    connect(connection, SIGNAL(showFwUpdatePageTooManyDevices()), this,
+            SLOT(showFirmwareUpdatePageTooManyDevices()));
     connect(connection, SIGNAL(connectOtherDevice()), this, SLOT(tryConnectDevices()));
     connect(connection, SIGNAL(showPacketCount(uint)), this, SLOT(updateGui(uint)));
     connect(connection, SIGNAL(updateChannelGui(QString)), this,
             SLOT(updateChannelComboBox(QString)));
+}
+
+/** Proposes this machine's own address as the destination: Wireshark may run here. */
+void MainWindow::guessLocalAddress()
+{
+    const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
+    for (const QNetworkInterface &candidate : interfaces) {
+        interfaceNames.append(candidate.name());
+        const QNetworkInterface::InterfaceFlags flags = candidate.flags();
+        if (candidate.name() == QLatin1String("tun0") || !(flags & QNetworkInterface::IsUp)
+            || !(flags & QNetworkInterface::IsRunning) || (flags & QNetworkInterface::IsLoopBack)) {
+            continue;
+        }
+
+        DBG_Printf(DBG_GENERAL, "%s (%s)\n", qPrintable(candidate.name()),
+                   qPrintable(candidate.humanReadableName()));
+        const QList<QNetworkAddressEntry> entries = candidate.addressEntries();
+        for (const QNetworkAddressEntry &entry : entries) {
+            if (isUnicastAddress(entry.ip())) {
+                localIpAddress = entry.ip().toString();
+                ui->remoteIpInput->setText(localIpAddress);
+            }
+        }
+        if (!localIpAddress.isEmpty())
+            return;
+    }
+}
+
+/** Points from the instructions for remote capture to the manual. */
+void MainWindow::insertManualLink()
+{
+    QTextCursor cursor = ui->helpTextLinux->textCursor();
+    cursor.movePosition(QTextCursor::Down, QTextCursor::MoveAnchor, linesAboveManualLink);
+    cursor.insertHtml(
+        tr("&nbsp;&nbsp;&nbsp;&nbsp;<span style=\"font-size:10pt; font-style:italic;\">"
+           "(for further details consult the <a href=\"#\">fennix manual</a>)"
+           "</span>"));
 }
 
 void MainWindow::getComPorts()
@@ -278,6 +334,13 @@ void MainWindow::showAddressAcceptance(bool acceptable)
     QPalette palette = ui->remoteIpInput->palette();
     palette.setColor(QPalette::Base, acceptable ? QColor(Qt::white) : unacceptableColor);
     ui->remoteIpInput->setPalette(palette);
+}
+
+void MainWindow::wiresharkHelp()
+{
+    ui->stackedWidget->setCurrentWidget(ui->pageWiresharkHelp);
+    ui->helpTextWin->hide();
+    ui->helpTextLinux->show();
 }
 
 void MainWindow::showConnectedPage()

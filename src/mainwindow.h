@@ -2,12 +2,12 @@
 
 #include <QList>
 #include <QMainWindow>
+#include <QProcess>
 #include <QString>
 
 #include <vector>
 
 class Connection;
-class QProcess;
 class QTimer;
 class Ui_MainWindow;
 
@@ -47,6 +47,11 @@ private slots:
     void startSniffing();
     void stopSniffing();
     void changeChannel(const QString &channel);
+    void firmwareUpdateFinished(int exitCode, QProcess::ExitStatus exitStatus);
+    void PrintStdOutput();
+    void wiresharkHelp();
+    void showFirmwareUpdatePage();
+    void showFirmwareUpdatePageTooManyDevices();
     void showConnectedPage();
     void showLastPage();
     void setComPort();
@@ -55,6 +60,7 @@ private slots:
     void showAboutPage();
     void openManual();
     void tryConnectDevices();
+    void startFwUpdate();
     void enableContinueBtn();
 
 private:
@@ -62,8 +68,13 @@ private:
     void createHelpMenu();
     void connectForm();
     void createConnection();
+    void guessLocalAddress();
+    void insertManualLink();
     void enterConnectedPage();
     void showAddressAcceptance(bool acceptable);
+
+    /** Interval at which the page for several devices counts them. */
+    static constexpr int deviceCountPollMs = 1000;
 
     Connection *connection = nullptr; ///< Has no parent and lives until the process ends.
     Ui_MainWindow *ui;

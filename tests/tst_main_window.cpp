@@ -45,6 +45,7 @@ private slots:
     void listsTheHelpMenuInOrder();
     void helpPagesLeadBack_data();
     void helpPagesLeadBack();
+    void helpFromAFirmwarePageLeadsToTheStartPage_data();
     void helpFromAFirmwarePageLeadsToTheStartPage();
     void wiresharkHelpLeadsBackToTheConnectedPage();
     void firmwarePagesLeadBackByDisconnecting_data();
@@ -75,6 +76,11 @@ void MainWindowTest::slotsStandInOrder()
         "startSniffing()",
         "stopSniffing()",
         "changeChannel(QString channel)",
+        "firmwareUpdateFinished(int exitCode, QProcess::ExitStatus exitStatus)",
+        "PrintStdOutput()",
+        "wiresharkHelp()",
+        "showFirmwareUpdatePage()",
+        "showFirmwareUpdatePageTooManyDevices()",
         "showConnectedPage()",
         "showLastPage()",
         "setComPort()",
@@ -83,6 +89,7 @@ void MainWindowTest::slotsStandInOrder()
         "showAboutPage()",
         "openManual()",
         "tryConnectDevices()",
+        "startFwUpdate()",
         "enableContinueBtn()",
     };
     const QMetaObject &meta = MainWindow::staticMetaObject;
@@ -204,11 +211,24 @@ void MainWindowTest::helpPagesLeadBack()
     m_machine.unplug("ttyUSB0");
 }
 
+void MainWindowTest::helpFromAFirmwarePageLeadsToTheStartPage_data()
+{
+    QTest::addColumn<QByteArray>("slot");
+    QTest::addColumn<QByteArray>("page");
+    QTest::newRow("one device") << QByteArray("showFirmwareUpdatePage")
+                                << QByteArray("pageNoFirmware");
+    QTest::newRow("several devices") << QByteArray("showFirmwareUpdatePageTooManyDevices")
+                                     << QByteArray("pageNoFirmwareTooManyDev");
+}
+
 void MainWindowTest::helpFromAFirmwarePageLeadsToTheStartPage()
 {
-    const WindowUnderTest test;
-    test.find<QStackedWidget>("stackedWidget")
-        ->setCurrentWidget(test.find<QWidget>("pageNoFirmwareTooManyDev"));
+    QFETCH(QByteArray, slot);
+    QFETCH(QByteArray, page);
+    WindowUnderTest test;
+    test.call("showConnectedPage");
+    test.call(slot);
+    QCOMPARE(test.page(), page);
 
     test.action("Help", "Dependencies")->trigger();
     test.click("backBtn_3");
@@ -218,9 +238,8 @@ void MainWindowTest::helpFromAFirmwarePageLeadsToTheStartPage()
 
 void MainWindowTest::wiresharkHelpLeadsBackToTheConnectedPage()
 {
-    const WindowUnderTest test;
-    test.find<QStackedWidget>("stackedWidget")
-        ->setCurrentWidget(test.find<QWidget>("pageWiresharkHelp"));
+    WindowUnderTest test;
+    test.call("wiresharkHelp");
 
     test.click("backBtn_2");
     QCOMPARE(test.page(), QByteArray("pageConnected"));

@@ -37,6 +37,7 @@ public:
     /** Runs a slot of the window as its connection would. */
     void call(const char *slot);
 
-    LogCapture log;
     MainWindow window;
+    /** What the window has logged since it was built; the program logs no more, either. */
+    LogCapture log;
 };

@@ -1,0 +1,82 @@
+#include "flashing_tool.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace {
+
+const QLatin1String firmwareDirectory("/usr/share/fennix/fw");
+
+constexpr char scriptHead[] = R"(#!/bin/sh
+folder=$(dirname "$0")
+await() { while [ ! -e "$folder/released" ]; do sleep 0.01; done; }
+printf '%s\n' "$*" >> "$folder/runs"
+)";
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QFile *created(QFile *file)
+{
+    if (!file->open(QIODevice::WriteOnly))
+        qFatal("cannot write %s", qPrintable(file->fileName()));
+    return file;
+}
+
+} // namespace
+
+FlashingTool::FlashingTool(const QByteArray &script)
+    : m_savedPath(qgetenv("PATH"))
+{
+    QFile file(m_folder.filePath("sudo"));
+    created(&file)->write(scriptHead + script + '\n');
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("PATH", QFile::encodeName(m_folder.path()) + ':' + m_savedPath);
+}
+
+FlashingTool::~FlashingTool()
+{
+    qputenv("PATH", m_savedPath);
+}
+
+QList<QStringList> FlashingTool::runs() const
+{
+    QList<QStringList> runs;
+    const QList<QByteArray> lines = contents(m_folder.filePath("runs")).split('\n');
+    for (const QByteArray &line : lines) {
+        if (!line.isEmpty())
+            runs.append(QString::fromLocal8Bit(line).split(' '));
+    }
+    return runs;
+}
+
+void FlashingTool::release() const
+{
+    QFile file(m_folder.filePath("released"));
+    created(&file);
+}
+
+FirmwareDirectory::~FirmwareDirectory()
+{
+    QDir(firmwareDirectory).removeRecursively();
+}
+
+void FirmwareDirectory::create()
+{
+    QDir().mkpath(firmwareDirectory);
+}
+
+void FirmwareDirectory::addFile(const QString &name, const QDateTime &modified)
+{
+    create();
+    QFile file(QDir(firmwareDirectory).filePath(name));
+    created(&file)->setFileTime(modified, QFileDevice::FileModificationTime);
+}
+
+void FirmwareDirectory::addFolder(const QString &name)
+{
+    QDir(firmwareDirectory).mkpath(name);
+}

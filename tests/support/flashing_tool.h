@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QStringList>
+#include <QTemporaryDir>
+
+/**
+ * Stands in for sudo and the flashing tool: an executable `sudo`, first in the
+ * search path for as long as this object lives, that notes its arguments and then
+ * runs the lines of a shell script.
+ */
+class FlashingTool
+{
+public:
+    /** @p script is what it does; "await" in it waits for release(). */
+    explicit FlashingTool(const QByteArray &script);
+    ~FlashingTool();
+    Q_DISABLE_COPY(FlashingTool)
+
+    /** Returns the arguments of each run so far. */
+    QList<QStringList> runs() const;
+
+    /** Lets a run that waits go on. */
+    void release() const;
+
+private:
+    QTemporaryDir m_folder;
+    QByteArray m_savedPath;
+};
+
+/** Puts a file into the firmware directory, and takes the directory away again. */
+class FirmwareDirectory
+{
+public:
+    /** The directory is missing until the first file is added. */
+    FirmwareDirectory() = default;
+    ~FirmwareDirectory();
+    Q_DISABLE_COPY(FirmwareDirectory)
+
+    static void create();
+    static void addFile(const QString &name, const QDateTime &modified);
+    static void addFolder(const QString &name);
+};

@@ -1,0 +1,470 @@
+#include "flashing_tool.h"
+#include "message_capture.h"
+#include "mocked_machine.h"
+#include "private_system.h"
+#include "simulated_device.h"
+#include "window_under_test.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QProcess>
+#include <QPushButton>
+#include <QtTest>
+
+#include <memory>
+
+using Kind = Simulator::MockedMachine::Kind;
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+
+namespace {
+
+constexpr char printFunction[] = "void MainWindow::PrintStdOutput()";
+
+const char *const noFirmware = "No firmware found in /usr/share/fennix/fw";
+const char *const installing = "Installing firmware fw.bin (this should take < 1 min)";
+const char *const done = "Firmware install done.";
+const char *const failed = "Firmware install error.";
+
+SimulatedDevice::Settings deviceWith(SimulatedDevice::Firmware firmware)
+{
+    SimulatedDevice::Settings settings;
+    settings.firmware = firmware;
+    return settings;
+}
+
+/** The window on the page that offers the installation on a device of some name. */
+class FirmwareWindow : public WindowUnderTest
+{
+public:
+    explicit FirmwareWindow(const QString &deviceName)
+        : status(find<QLabel>("label_firmwareStatus"))
+        , installButton(find<QPushButton>("installFwBtn"))
+        , backButton(find<QPushButton>("backBtn"))
+    {
+        choose(deviceName);
+        call("showFirmwareUpdatePage");
+    }
+
+    /** Presses Connect on an entry of that name, behind which there is no device. */
+    void choose(const QString &deviceName)
+    {
+        auto *box = find<QComboBox>("usbComboBox");
+        box->clear();
+        box->addItem(deviceName);
+        find<QPushButton>("devConnectButton")->click();
+    }
+
+    bool isInstalling() const { return !installButton->isEnabled() && !backButton->isEnabled(); }
+
+    QLabel *status;
+    QPushButton *installButton;
+    QPushButton *backButton;
+};
+
+QStringList printed(const MessageCapture &messages)
+{
+    QStringList texts;
+    for (const MessageCapture::Message &message : messages.messages()) {
+        if (message.function == QLatin1String(printFunction))
+            texts.append(message.text);
+    }
+    return texts;
+}
+
+} // namespace
+
+class FirmwareUpdateTest : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** Why the machine refuses the test a system of its own; empty when it does not. */
+    static QString refusal;
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void silentFirmwareLeadsToTheInstallation();
+    void failingFirmwareLeadsToTheInstallation();
+    void severalDevicesLeadToTheirOwnPage();
+    void theSeveralDevicesPageStartsOver();
+    void offersTheInstallationWhenThereIsAFile_data();
+    void offersTheInstallationWhenThereIsAFile();
+    void namesTheChosenDevice();
+    void installsTheNewestFile();
+    void commandLineDependsOnTheDevice_data();
+    void commandLineDependsOnTheDevice();
+    void anUnknownDeviceStartsNothing();
+    void theEndAfterAnUnknownDeviceArrivesTwice();
+    void reportsTheOutcome_data();
+    void reportsTheOutcome();
+    void aRunAfterAnErrorCanSucceed();
+    void leavingThePageDisconnects();
+    void printsTheOutputInPieces();
+    void neverReadsTheErrorOutput();
+    void aMissingSudoLeavesThePageInstalling();
+
+private:
+    std::unique_ptr<MockedMachine> m_machine;
+    std::unique_ptr<FirmwareDirectory> m_firmware;
+};
+
+QString FirmwareUpdateTest::refusal;
+
+void FirmwareUpdateTest::initTestCase()
+{
+    if (refusal.isEmpty())
+        return;
+    if (qEnvironmentVariableIsSet("CI"))
+        QFAIL(qPrintable(refusal));
+    QSKIP(qPrintable("this machine allows no namespaces: " + refusal));
+}
+
+void FirmwareUpdateTest::init()
+{
+    m_machine = std::make_unique<MockedMachine>();
+    m_firmware = std::make_unique<FirmwareDirectory>();
+    FirmwareDirectory::addFile("fw.bin", QDateTime::currentDateTime());
+}
+
+void FirmwareUpdateTest::cleanup()
+{
+    m_firmware.reset();
+    m_machine.reset();
+}
+
+void FirmwareUpdateTest::silentFirmwareLeadsToTheInstallation()
+{
+    const SimulatedDevice device(deviceWith(SimulatedDevice::Firmware::Silent));
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const WindowUnderTest test;
+    test.click("devConnectButton");
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+
+    QTRY_COMPARE(test.page(), QByteArray("pageNoFirmware"));
+
+    QCOMPARE(test.find<QLabel>("label_firmwareStatus")->text(),
+             QString("Click the button to install sniffer firmware to the Mirzel."));
+    QCOMPARE(test.log.messages().constLast(), QByteArray("Disconnected"));
+}
+
+void FirmwareUpdateTest::failingFirmwareLeadsToTheInstallation()
+{
+    const SimulatedDevice device(deviceWith(SimulatedDevice::Firmware::Failing));
+    m_machine->plugIn(Kind::Vostrel, "ttyAMA0", device.portPath());
+    const WindowUnderTest test;
+    test.click("devConnectButton");
+
+    QTRY_COMPARE(test.page(), QByteArray("pageNoFirmware"));
+
+    QCOMPARE(test.find<QLabel>("label_firmwareStatus")->text(),
+             QString("Click the button to install sniffer firmware to the Vostrel."));
+    QVERIFY(test.log.messages().contains("number of Devices: 1"));
+    QVERIFY(test.log.messages().contains("available COM ports size: 1"));
+}
+
+void FirmwareUpdateTest::severalDevicesLeadToTheirOwnPage()
+{
+    SimulatedDevice first(deviceWith(SimulatedDevice::Firmware::Silent));
+    const SimulatedDevice second({});
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", first.portPath());
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
+    const WindowUnderTest test;
+    const auto *button = test.find<QPushButton>("continueBtn");
+    test.click("devConnectButton");
+
+    QTRY_COMPARE(test.page(), QByteArray("pageNoFirmwareTooManyDev"));
+    QVERIFY(!button->isEnabled());
+    // The poll goes on for as long as there are two.
+    QTest::qWait(1200);
+    QVERIFY(!button->isEnabled());
+
+    m_machine->unplug("ttyUSB1");
+    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 2000);
+    QCOMPARE(MainWindow::numberOfDevices, 1);
+
+    m_machine->plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
+    QTest::qWait(1200);
+    QVERIFY(button->isEnabled());
+
+    test.click("continueBtn");
+    QCOMPARE(test.page(), QByteArray("pageNoFirmware"));
+}
+
+void FirmwareUpdateTest::theSeveralDevicesPageStartsOver()
+{
+    WindowUnderTest test;
+    test.find<QLabel>("label_firmwareInfo")->setText("something else");
+    test.find<QPushButton>("backBtn_6")->setEnabled(false);
+
+    test.call("showFirmwareUpdatePageTooManyDevices");
+
+    QCOMPARE(test.page(), QByteArray("pageNoFirmwareTooManyDev"));
+    QCOMPARE(test.find<QLabel>("label_firmwareInfo")->text(),
+             QString("To install firmware make sure that only one USB dongle is connected to your "
+                     "machine."));
+    QVERIFY(!test.find<QPushButton>("continueBtn")->isEnabled());
+    test.click("backBtn_6");
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+}
+
+void FirmwareUpdateTest::offersTheInstallationWhenThereIsAFile_data()
+{
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<QStringList>("folders");
+    QTest::addColumn<bool>("offers");
+    QTest::newRow("bin") << QStringList {"x.bin"} << QStringList() << true;
+    QTest::newRow("GCF") << QStringList {"x.GCF"} << QStringList() << true;
+    QTest::newRow("BIN") << QStringList {"FW.BIN"} << QStringList() << true;
+    QTest::newRow("gcf") << QStringList {"x.gcf"} << QStringList() << true;
+    QTest::newRow("another ending")
+        << QStringList {"x.hex", "bin", "x.bin~"} << QStringList() << false;
+    QTest::newRow("hidden") << QStringList {".x.bin"} << QStringList() << false;
+    QTest::newRow("a folder") << QStringList() << QStringList {"x.bin"} << false;
+    QTest::newRow("in a folder") << QStringList() << QStringList {"x/x.bin"} << false;
+    QTest::newRow("empty") << QStringList() << QStringList {"."} << false;
+    QTest::newRow("missing") << QStringList() << QStringList() << false;
+}
+
+void FirmwareUpdateTest::offersTheInstallationWhenThereIsAFile()
+{
+    QFETCH(QStringList, files);
+    QFETCH(QStringList, folders);
+    QFETCH(bool, offers);
+    m_firmware = nullptr;
+    m_firmware = std::make_unique<FirmwareDirectory>();
+    for (const QString &file : qAsConst(files))
+        FirmwareDirectory::addFile(file, QDateTime::currentDateTime());
+    for (const QString &folder : qAsConst(folders))
+        FirmwareDirectory::addFolder(folder);
+
+    const FirmwareWindow test("Mirzel");
+
+    QCOMPARE(test.installButton->isEnabled(), offers);
+    QVERIFY(test.backButton->isEnabled());
+    QCOMPARE(test.status->text(),
+             offers ? QString("Click the button to install sniffer firmware to the Mirzel.")
+                    : QString(noFirmware));
+}
+
+void FirmwareUpdateTest::namesTheChosenDevice()
+{
+    FirmwareWindow test("Mirzel");
+    test.choose("Vostrel");
+
+    test.call("showFirmwareUpdatePage");
+
+    QCOMPARE(test.status->text(),
+             QString("Click the button to install sniffer firmware to the Vostrel."));
+}
+
+void FirmwareUpdateTest::installsTheNewestFile()
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    FirmwareDirectory::addFile("zzz.bin", now.addDays(-2));
+    FirmwareDirectory::addFile("new.GCF", now.addDays(1));
+    FirmwareDirectory::addFile("aaa.bin", now.addDays(-1));
+    const FlashingTool tool("await");
+    const FirmwareWindow test("Mirzel");
+
+    test.click("installFwBtn");
+
+    QCOMPARE(test.status->text(),
+             QString("Installing firmware new.GCF (this should take < 1 min)"));
+    QTRY_COMPARE(tool.runs().size(), 1);
+    QCOMPARE(tool.runs().constFirst().at(2), QString("/usr/share/fennix/fw/new.GCF"));
+    tool.release();
+    QTRY_COMPARE(test.status->text(), QString(done));
+}
+
+void FirmwareUpdateTest::commandLineDependsOnTheDevice_data()
+{
+    QTest::addColumn<QString>("device");
+    QTest::addColumn<QStringList>("arguments");
+    const QStringList common = {"/usr/bin/Ostraflash_sniffer", "-f", "/usr/share/fennix/fw/fw.bin"};
+    const QStringList dongle = common + QStringList {"-d", "0"};
+    QTest::newRow("dongle") << "Mirzel" << dongle;
+    QTest::newRow("board") << "Vostrel" << common;
+    QTest::newRow("a longer name") << "USB Mirzel II" << dongle;
+    QTest::newRow("a longer name of the board") << "Vostrel II" << common;
+    QTest::newRow("both names") << "Vostrel or Mirzel" << dongle;
+}
+
+void FirmwareUpdateTest::commandLineDependsOnTheDevice()
+{
+    QFETCH(QString, device);
+    QFETCH(QStringList, arguments);
+    const FlashingTool tool("exit 0");
+    const FirmwareWindow test(device);
+
+    test.click("installFwBtn");
+
+    QVERIFY(test.isInstalling());
+    QCOMPARE(test.status->text(), QString(installing));
+    QTRY_COMPARE(test.status->text(), QString(done));
+    QCOMPARE(tool.runs(), QList<QStringList>({arguments}));
+}
+
+void FirmwareUpdateTest::anUnknownDeviceStartsNothing()
+{
+    const FlashingTool tool("exit 0");
+    const FirmwareWindow test("mirzel");
+    const QString before = test.status->text();
+
+    test.click("installFwBtn");
+
+    QVERIFY(test.installButton->isEnabled());
+    QVERIFY(test.backButton->isEnabled());
+    QCOMPARE(test.status->text(), before);
+    QTest::qWait(100);
+    QVERIFY(tool.runs().isEmpty());
+    // The child made for it waits for the next attempt.
+    QCOMPARE(test.window.findChildren<QProcess *>().size(), 1);
+}
+
+void FirmwareUpdateTest::theEndAfterAnUnknownDeviceArrivesTwice()
+{
+    const MessageCapture messages;
+    const FlashingTool tool("echo flashed");
+    FirmwareWindow test("mirzel");
+    test.click("installFwBtn");
+    test.choose("Mirzel");
+    test.call("showFirmwareUpdatePage");
+
+    test.click("installFwBtn");
+
+    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_VERIFY(test.window.findChildren<QProcess *>().isEmpty());
+    QVERIFY(test.backButton->isEnabled());
+    // So does the output, of which the second slot finds nothing left.
+    QCOMPARE(printed(messages), QStringList({"\"flashed\\n\"", "\"\""}));
+
+    // The next run has a child of its own, connected once.
+    test.call("showFirmwareUpdatePage");
+    test.click("installFwBtn");
+    QTRY_COMPARE(tool.runs().size(), 2);
+    QTRY_COMPARE(test.status->text(), QString(done));
+    QCOMPARE(printed(messages), QStringList({"\"flashed\\n\"", "\"\"", "\"flashed\\n\""}));
+}
+
+void FirmwareUpdateTest::reportsTheOutcome_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<bool>("succeeds");
+    QTest::newRow("success") << QByteArray("await; exit 0") << true;
+    QTest::newRow("exit code 1") << QByteArray("await; exit 1") << false;
+    QTest::newRow("exit code 255") << QByteArray("await; exit 255") << false;
+    QTest::newRow("crash") << QByteArray("await; kill -SEGV $$") << false;
+    QTest::newRow("killed") << QByteArray("await; kill -KILL $$") << false;
+}
+
+void FirmwareUpdateTest::reportsTheOutcome()
+{
+    QFETCH(QByteArray, script);
+    QFETCH(bool, succeeds);
+    const FlashingTool tool(script);
+    const FirmwareWindow test("Mirzel");
+    test.click("installFwBtn");
+    QTRY_COMPARE(tool.runs().size(), 1);
+    QVERIFY(test.isInstalling());
+    QCOMPARE(test.status->text(), QString(installing));
+
+    tool.release();
+
+    QTRY_COMPARE(test.status->text(), QString(succeeds ? done : failed));
+    QCOMPARE(test.installButton->isEnabled(), !succeeds);
+    QVERIFY(test.backButton->isEnabled());
+    QCOMPARE(test.page(), QByteArray("pageNoFirmware"));
+    QTRY_VERIFY(test.window.findChildren<QProcess *>().isEmpty());
+}
+
+void FirmwareUpdateTest::aRunAfterAnErrorCanSucceed()
+{
+    // The second run finds the mark that the first has left.
+    const FlashingTool tool("[ -e \"$folder/ran\" ] || { touch \"$folder/ran\"; exit 1; }");
+    const FirmwareWindow test("Mirzel");
+
+    test.click("installFwBtn");
+    QTRY_COMPARE(test.status->text(), QString(failed));
+    test.click("installFwBtn");
+
+    QTRY_COMPARE(test.status->text(), QString(done));
+    QCOMPARE(tool.runs().size(), 2);
+}
+
+void FirmwareUpdateTest::leavingThePageDisconnects()
+{
+    const FlashingTool tool("exit 0");
+    const FirmwareWindow test("Mirzel");
+    test.click("installFwBtn");
+    QTRY_COMPARE(test.status->text(), QString(done));
+
+    test.click("backBtn");
+
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+    QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 1);
+}
+
+void FirmwareUpdateTest::printsTheOutputInPieces()
+{
+    const QByteArray line(1000, 'x');
+    const MessageCapture messages;
+    const FlashingTool tool("printf 'erase \"all\"\\n'; await; printf '%s\\n' " + line
+                            + "; printf '%s' " + line);
+    const FirmwareWindow test("Mirzel");
+    test.click("installFwBtn");
+    QTRY_COMPARE(printed(messages), QStringList({"\"erase \\\"all\\\"\\n\""}));
+
+    tool.release();
+
+    QTRY_COMPARE(test.status->text(), QString(done));
+    QString rest = printed(messages).mid(1).join(QString());
+    rest.remove('"');
+    QCOMPARE(rest, QString::fromLatin1(line + "\\n" + line));
+    const MessageCapture::Message &message = messages.messages().constLast();
+    QCOMPARE(message.type, QtDebugMsg);
+    QCOMPARE(message.file, QString("src/firmware_update.cpp"));
+    QCOMPARE(message.category, QString("default"));
+    // The output is shown nowhere in the window, and is no line of the log.
+    QVERIFY(!test.log.text().contains("erase"));
+}
+
+void FirmwareUpdateTest::neverReadsTheErrorOutput()
+{
+    const MessageCapture messages;
+    const FlashingTool tool("echo trouble >&2; echo flashed");
+    const FirmwareWindow test("Mirzel");
+
+    test.click("installFwBtn");
+
+    QTRY_COMPARE(test.status->text(), QString(done));
+    QCOMPARE(printed(messages), QStringList({"\"flashed\\n\""}));
+}
+
+void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
+{
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", "/nowhere");
+    const FirmwareWindow test("Mirzel");
+
+    test.click("installFwBtn");
+    QTest::qWait(200);
+    qputenv("PATH", path);
+
+    QVERIFY(test.isInstalling());
+    QCOMPARE(test.status->text(), QString(installing));
+}
+
+int main(int argc, char *argv[])
+{
+    PrivateSystem system;
+    system.enter(&FirmwareUpdateTest::refusal);
+    QApplication application(argc, argv);
+    FirmwareUpdateTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_firmware_update.moc"

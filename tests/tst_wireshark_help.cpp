@@ -1,0 +1,245 @@
+#include "log_capture.h"
+#include "mainwindow.h"
+#include "mocked_machine.h"
+#include "private_system.h"
+#include "window_under_test.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QLineEdit>
+#include <QProcess>
+#include <QTextBlock>
+#include <QTextBrowser>
+#include <QtTest>
+
+using Simulator::MockedMachine;
+
+namespace {
+
+/** The interfaces of a network: what `ip` is told to make them. */
+using Commands = QStringList;
+
+/** Returns the commands that make an interface whose cable leads to another that is up. */
+Commands runningInterface(const QString &name, const QStringList &addresses)
+{
+    Commands commands = {
+        QString("link add %1 type veth peer name to-%1").arg(name),
+        QString("link set to-%1 up").arg(name),
+        QString("link set %1 up").arg(name),
+    };
+    for (const QString &address : addresses)
+        commands.append(QString("address add %1 dev %2").arg(address, name));
+    return commands;
+}
+
+void run(const Commands &commands)
+{
+    for (const QString &command : commands) {
+        QProcess ip;
+        ip.start("ip", command.split(' '));
+        if (!ip.waitForFinished() || ip.exitCode() != 0)
+            qFatal("ip %s: %s", qPrintable(command), ip.readAllStandardError().constData());
+    }
+}
+
+} // namespace
+
+class WiresharkHelpTest : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** Why the machine refuses the test a network of its own; empty when it does not. */
+    static QString refusal;
+
+private slots:
+    void initTestCase();
+    void guessesTheLocalAddress_data();
+    void guessesTheLocalAddress();
+    void logsEveryInterfaceThatQualifies();
+    void showsTheLinuxInstructions();
+    void theManualLinkStandsBelowTheRemoteInstructions();
+    void theManualLinkOpensTheManual();
+    void addsNothingToTheWindowsInstructions();
+
+public slots:
+    void open(const QUrl &url) { m_opened.append(url); }
+
+private:
+    MockedMachine m_machine;
+    QList<QUrl> m_opened;
+};
+
+QString WiresharkHelpTest::refusal;
+
+void WiresharkHelpTest::initTestCase()
+{
+    if (refusal.isEmpty())
+        return;
+    if (qEnvironmentVariableIsSet("CI"))
+        QFAIL(qPrintable(refusal));
+    QSKIP(qPrintable("this machine allows no namespaces: " + refusal));
+}
+
+void WiresharkHelpTest::guessesTheLocalAddress_data()
+{
+    QTest::addColumn<QStringList>("commands");
+    QTest::addColumn<QString>("address");
+
+    const auto lan = [](const QString &name, const QStringList &addresses) {
+        return runningInterface(name, addresses);
+    };
+    const Commands upOnly = {
+        "link add lan0 type veth peer name to-lan0",
+        "link set lan0 up",
+        "address add 192.168.1.5/24 dev lan0",
+    };
+    const Commands downOnly = {
+        "link add lan0 type veth peer name to-lan0",
+        "address add 192.168.1.5/24 dev lan0",
+    };
+    const Commands loopback = {"link set lo up", "address add 10.9.8.7/24 dev lo"};
+
+    QTest::newRow("no interface") << Commands() << "";
+    QTest::newRow("class A") << lan("lan0", {"10.0.0.7/8"}) << "10.0.0.7";
+    QTest::newRow("class B") << lan("lan0", {"172.16.1.2/16"}) << "172.16.1.2";
+    QTest::newRow("class C") << lan("lan0", {"192.168.1.5/24"}) << "192.168.1.5";
+    QTest::newRow("highest class C") << lan("lan0", {"223.255.255.254/24"}) << "223.255.255.254";
+    QTest::newRow("reserved") << lan("lan0", {"240.1.2.3/24"}) << "";
+    QTest::newRow("link-local") << lan("lan0", {"169.254.10.20/16"}) << "169.254.10.20";
+    QTest::newRow("several addresses, the last one")
+        << lan("lan0", {"192.168.1.5/24", "10.0.0.7/8"}) << "10.0.0.7";
+    QTest::newRow("IPv6 only") << lan("lan0", {"fd00::5/64"}) << "";
+    QTest::newRow("127.0.0.2 only") << lan("lan0", {"127.0.0.2/8"}) << "";
+    QTest::newRow("127.0.0.2, then another interface")
+        << lan("lan0", {"127.0.0.2/8"}) + lan("lan1", {"192.168.1.5/24"}) << "192.168.1.5";
+    QTest::newRow("a tunnel only") << lan("tun0", {"10.8.0.2/24"}) << "";
+    QTest::newRow("a tunnel, then another interface")
+        << lan("tun0", {"10.8.0.2/24"}) + lan("lan0", {"192.168.1.5/24"}) << "192.168.1.5";
+    QTest::newRow("another tunnel") << lan("tun1", {"10.8.0.2/24"}) << "10.8.0.2";
+    QTest::newRow("up but not running") << upOnly << "";
+    QTest::newRow("not up") << downOnly << "";
+    QTest::newRow("up but not running, then another interface")
+        << upOnly + lan("lan1", {"10.0.0.7/8"}) << "10.0.0.7";
+    QTest::newRow("loopback") << loopback << "";
+}
+
+void WiresharkHelpTest::guessesTheLocalAddress()
+{
+    QFETCH(QStringList, commands);
+    QFETCH(QString, address);
+    PrivateSystem::renewNetwork();
+    run(commands);
+
+    const MainWindow window;
+
+    QCOMPARE(window.findChild<QLineEdit *>("remoteIpInput")->text(), address);
+}
+
+void WiresharkHelpTest::logsEveryInterfaceThatQualifies()
+{
+    PrivateSystem::renewNetwork();
+    run({"link set lo up"});
+    run(runningInterface("tun0", {"10.8.0.2/24"}));
+    run(runningInterface("first", {"127.0.0.2/8"}));
+    run(runningInterface("second", {"10.0.0.7/8"}));
+    run(runningInterface("third", {"10.1.0.7/8"}));
+    const LogCapture log;
+
+    const MainWindow window;
+
+    const QList<QByteArray> messages = log.messages();
+    QVERIFY(messages.contains("first (first)"));
+    QVERIFY(messages.contains("second (second)"));
+    QVERIFY(messages.indexOf("first (first)") < messages.indexOf("second (second)"));
+    // Neither those that do not qualify nor those behind the one that was chosen.
+    QVERIFY(!messages.contains("lo (lo)"));
+    QVERIFY(!messages.contains("tun0 (tun0)"));
+    QVERIFY(!messages.contains("third (third)"));
+}
+
+void WiresharkHelpTest::showsTheLinuxInstructions()
+{
+    WindowUnderTest test;
+    test.call("showConnectedPage");
+
+    test.click("startWsButton");
+
+    QCOMPARE(test.page(), QByteArray("pageWiresharkHelp"));
+    QVERIFY(test.find<QTextBrowser>("helpTextLinux")->isVisible());
+    QVERIFY(!test.find<QTextBrowser>("helpTextWin")->isVisible());
+    test.click("backBtn_2");
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+}
+
+void WiresharkHelpTest::theManualLinkStandsBelowTheRemoteInstructions()
+{
+    const WindowUnderTest test;
+    const QTextDocument *document = test.find<QTextBrowser>("helpTextLinux")->document();
+
+    // The twentieth paragraph held four blanks, which follow the link now.
+    const QTextBlock paragraph = document->findBlockByNumber(19);
+    QCOMPARE(paragraph.text(),
+             QString(4, QChar(QChar::Nbsp))
+                 + "(for further details consult the fennix manual)    ");
+    QCOMPARE(
+        document->findBlockByNumber(17).text(),
+        QString("    - in FENNIX enter target machine's IP in the remote capture input field."));
+    QCOMPARE(document->blockCount(), 21);
+
+    int anchors = 0;
+    for (auto it = paragraph.begin(); !it.atEnd(); ++it) {
+        const QTextFragment fragment = it.fragment();
+        const QTextCharFormat format = fragment.charFormat();
+        if (format.isAnchor()) {
+            QCOMPARE(fragment.text(), QString("fennix manual"));
+            QCOMPARE(format.anchorHref(), QString("#"));
+            ++anchors;
+        }
+        if (fragment.text().contains("consult")) {
+            QVERIFY(format.fontItalic());
+            QCOMPARE(format.fontPointSize(), 10.0);
+        }
+    }
+    QCOMPARE(anchors, 1);
+}
+
+void WiresharkHelpTest::theManualLinkOpensTheManual()
+{
+    QDesktopServices::setUrlHandler("file", this, "open");
+    WindowUnderTest test;
+    test.call("wiresharkHelp");
+    auto *browser = test.find<QTextBrowser>("helpTextLinux");
+    QTextCursor link = browser->document()->find("fennix manual");
+    link.setPosition(link.selectionStart() + 3);
+    browser->setTextCursor(link);
+    browser->ensureCursorVisible();
+
+    QTest::mouseClick(browser->viewport(), Qt::LeftButton, {}, browser->cursorRect(link).center());
+
+    QDesktopServices::unsetUrlHandler("file");
+    QCOMPARE(m_opened, QList<QUrl>({QUrl("file:///usr/share/fennix/manual/FENNIX-BHB-en.pdf")}));
+    QVERIFY(browser->toPlainText().contains("Local Capture:"));
+}
+
+void WiresharkHelpTest::addsNothingToTheWindowsInstructions()
+{
+    const WindowUnderTest test;
+
+    const QTextDocument *document = test.find<QTextBrowser>("helpTextWin")->document();
+
+    QVERIFY(!document->toPlainText().contains("fennix manual"));
+    const QTextBlock guess = document->find("guessing your ip - the command is:").block().next();
+    QCOMPARE(guess.text(), QString("    "));
+}
+
+int main(int argc, char *argv[])
+{
+    PrivateSystem system;
+    system.enter(&WiresharkHelpTest::refusal);
+    QApplication application(argc, argv);
+    WiresharkHelpTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_wireshark_help.moc"
