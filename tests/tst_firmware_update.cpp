@@ -384,7 +384,7 @@ void FirmwareUpdateTest::reportsTheOutcome()
 void FirmwareUpdateTest::aRunAfterAnErrorCanSucceed()
 {
     // The second run finds the mark that the first has left.
-    const FlashingTool tool("[ -e \"$folder/ran\" ] || { touch \"$folder/ran\"; exit 1; }");
+    const FlashingTool tool(R"([ -e "$folder/ran" ] || { touch "$folder/ran"; exit 1; })");
     const FirmwareWindow test("Mirzel");
 
     test.click("installFwBtn");
@@ -412,7 +412,7 @@ void FirmwareUpdateTest::printsTheOutputInPieces()
 {
     const QByteArray line(1000, 'x');
     const MessageCapture messages;
-    const FlashingTool tool("printf 'erase \"all\"\\n'; await; printf '%s\\n' " + line
+    const FlashingTool tool(R"(printf 'erase "all"\n'; await; printf '%s\n' )" + line
                             + "; printf '%s' " + line);
     const FirmwareWindow test("Mirzel");
     test.click("installFwBtn");

@@ -98,6 +98,7 @@ private slots:
     void programPassesSignalsOn();
     void programPlugsInWhatIsAskedFor();
     void programActsOnControlLines();
+    void programFlashesADevice();
     void programReportsControlLinesItCannotFollow_data();
     void programReportsControlLinesItCannotFollow();
     void programStartsItselfUnderTheWrapper();
@@ -338,6 +339,26 @@ void SimulatorMachineTest::programActsOnControlLines()
     QVERIFY(program.waitForFinished());
     QCOMPARE(program.readAllStandardError(), QByteArray());
     QCOMPARE(program.exitCode(), 3);
+}
+
+void SimulatorMachineTest::programFlashesADevice()
+{
+    Program program(QStringList {QStringLiteral("--device"), QStringLiteral("mirzel:silent")}
+                    + shell(QStringLiteral("exec 3<>/dev/ttyUSB0; printf '\\nparms\\n' >&3;"
+                                           "until test -e flashed; do :; done; rm flashed;"
+                                           "printf '\\nparms\\n' >&3; exec cat <&3 2>/dev/null")));
+    const QTemporaryDir folder;
+    program.setWorkingDirectory(folder.path());
+    program.start();
+    QVERIFY(program.waitForStarted());
+    program.write("flash ttyUSB0\n");
+    QFile flashed(folder.filePath(QStringLiteral("flashed")));
+    QVERIFY(flashed.open(QIODevice::WriteOnly));
+
+    QTRY_VERIFY(program.hasPrinted("\nHAN: 11\n"));
+
+    program.write("hangup ttyUSB0\n");
+    QVERIFY(program.waitForFinished());
 }
 
 void SimulatorMachineTest::programReportsControlLinesItCannotFollow_data()

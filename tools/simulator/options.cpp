@@ -16,7 +16,8 @@ constexpr int usageError = 2;
 const char description[] =
     "Starts COMMAND on a mocked machine whose only serial ports are simulated devices.\n\n"
     "While COMMAND runs, standard input takes control lines: unplug NODE, plug NODE,\n"
-    "restart NODE, noise NODE [BYTES], hangup NODE, fail NODE.";
+    "restart NODE, noise NODE [BYTES], hangup NODE, fail NODE,\n"
+    "flash NODE.";
 
 void declareOptions(QCommandLineParser *parser)
 {

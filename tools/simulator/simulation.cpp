@@ -30,7 +30,8 @@ QString Simulation::control(const QString &line)
     const bool isNoise = action == QLatin1String("noise");
     static const QStringList actions = {QStringLiteral("unplug"),  QStringLiteral("plug"),
                                         QStringLiteral("restart"), QStringLiteral("noise"),
-                                        QStringLiteral("hangup"),  QStringLiteral("fail")};
+                                        QStringLiteral("hangup"),  QStringLiteral("fail"),
+                                        QStringLiteral("flash")};
     if (!actions.contains(action) || words.size() < 2 || words.size() > (isNoise ? 3 : 2))
         return QStringLiteral("unknown control line '%1'").arg(line);
 
@@ -57,6 +58,8 @@ QString Simulation::act(const QString &action, const QString &argument, Port *po
         port->device->hangUp();
     else if (action == QLatin1String("fail"))
         port->device->setFirmware(SimulatedDevice::Firmware::Failing);
+    else if (action == QLatin1String("flash"))
+        port->device->setFirmware(SimulatedDevice::Firmware::Sniffer);
     else
         return sendNoise(argument, port->device.get());
     return QString();
