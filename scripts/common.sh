@@ -9,6 +9,8 @@ simulator_packages=(umockdev libumockdev-dev libpcap-dev)
 capture_packages=(tshark)
 namespace_packages=(iproute2)
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
+manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb xauth iproute2 fontconfig
+    fonts-roboto-unhinted)
 lint_packages=(clang-format clang-tidy clazy cppcheck)
 
 say() { printf '\n== %s\n' "$*"; }

@@ -5,7 +5,6 @@
 #include "simulated_device.h"
 #include "window_under_test.h"
 
-#include <QApplication>
 #include <QComboBox>
 #include <QLabel>
 #include <QProcess>
@@ -79,10 +78,6 @@ class FirmwareUpdateTest : public QObject
 {
     Q_OBJECT
 
-public:
-    /** Why the machine refuses the test a system of its own; empty when it does not. */
-    static QString refusal;
-
 private slots:
     void initTestCase();
     void init();
@@ -112,15 +107,9 @@ private:
     std::unique_ptr<FirmwareDirectory> m_firmware;
 };
 
-QString FirmwareUpdateTest::refusal;
-
 void FirmwareUpdateTest::initTestCase()
 {
-    if (refusal.isEmpty())
-        return;
-    if (qEnvironmentVariableIsSet("CI"))
-        QFAIL(qPrintable(refusal));
-    QSKIP(qPrintable("this machine allows no namespaces: " + refusal));
+    PrivateSystem::require();
 }
 
 void FirmwareUpdateTest::init()
@@ -460,11 +449,7 @@ void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
 
 int main(int argc, char *argv[])
 {
-    PrivateSystem system;
-    system.enter(&FirmwareUpdateTest::refusal);
-    QApplication application(argc, argv);
-    FirmwareUpdateTest test;
-    return QTest::qExec(&test, argc, argv);
+    return runInPrivateSystem<FirmwareUpdateTest>(argc, argv);
 }
 
 #include "tst_firmware_update.moc"

@@ -4,7 +4,6 @@
 #include "private_system.h"
 #include "window_under_test.h"
 
-#include <QApplication>
 #include <QDesktopServices>
 #include <QLineEdit>
 #include <QProcess>
@@ -48,10 +47,6 @@ class WiresharkHelpTest : public QObject
 {
     Q_OBJECT
 
-public:
-    /** Why the machine refuses the test a network of its own; empty when it does not. */
-    static QString refusal;
-
 private slots:
     void initTestCase();
     void guessesTheLocalAddress_data();
@@ -70,15 +65,9 @@ private:
     QList<QUrl> m_opened;
 };
 
-QString WiresharkHelpTest::refusal;
-
 void WiresharkHelpTest::initTestCase()
 {
-    if (refusal.isEmpty())
-        return;
-    if (qEnvironmentVariableIsSet("CI"))
-        QFAIL(qPrintable(refusal));
-    QSKIP(qPrintable("this machine allows no namespaces: " + refusal));
+    PrivateSystem::require();
 }
 
 void WiresharkHelpTest::guessesTheLocalAddress_data()
@@ -235,11 +224,7 @@ void WiresharkHelpTest::addsNothingToTheWindowsInstructions()
 
 int main(int argc, char *argv[])
 {
-    PrivateSystem system;
-    system.enter(&WiresharkHelpTest::refusal);
-    QApplication application(argc, argv);
-    WiresharkHelpTest test;
-    return QTest::qExec(&test, argc, argv);
+    return runInPrivateSystem<WiresharkHelpTest>(argc, argv);
 }
 
 #include "tst_wireshark_help.moc"
