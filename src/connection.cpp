@@ -19,10 +19,10 @@ QHostAddress Connection::host;
 namespace {
 
 // A line feed before each command ends whatever partial line the firmware holds.
-const char idleCommand[] = "\nidle\n";
-const char sniffCommand[] = "\nsniff\n";
-const char parametersCommand[] = "\nparms\n";
-const char channelCommand[] = "\nchan ";
+constexpr char idleCommand[] = "\nidle\n";
+constexpr char sniffCommand[] = "\nsniff\n";
+constexpr char parametersCommand[] = "\nparms\n";
+constexpr char channelCommand[] = "\nchan ";
 
 constexpr qint32 deviceBaudRate = 38400;
 constexpr int noFirmwareTimeoutMs = 300;
@@ -45,6 +45,18 @@ constexpr int channelDigits = 2;
 /** Bytes that the firmware puts in front of each radio frame; not interpreted. */
 constexpr int deviceHeaderSize = 8;
 
+constexpr quint8 zepVersion = 2;
+constexpr quint8 zepTypeData = 1;
+constexpr quint8 zepTypeAcknowledgement = 2;
+constexpr int zepDataHeaderSize = 32;
+constexpr char zepReserved[10] = {};
+
+/** Longest payload that goes out as an acknowledgement, which carries none. */
+constexpr quint8 longestAcknowledgement = 5;
+
+/** Seconds from 1 January 1900, where NTP time starts, to 1 January 1970. */
+constexpr quint32 ntpEpochOffset = 2208988800U;
+
 enum RxState { WaitStart, WaitLength, ReadFrame, WaitEnd, MatchChannelTag, ReadChannel, MatchFail };
 
 /**
@@ -66,6 +78,13 @@ void restart(QString *text)
     text->resize(0);
 }
 
+/** Returns @p microseconds as a 32-bit binary fraction of a second. */
+quint32 ntpFraction(suseconds_t microseconds)
+{
+    const double fraction = static_cast<double>(microseconds + 1) * 4294967296.0 * 1e-6;
+    return fraction < 4294967295.0 ? static_cast<quint32>(fraction) : 0xFFFFFFFFU;
+}
+
 } // namespace
 
 Connection::Connection()
@@ -73,8 +92,8 @@ Connection::Connection()
     , port(zepPort)
     , channel(defaultChannel)
 {
-    // One character more than the tag: what follows an abandoned match is
-    // appended before it is rejected.
+    // One character more than the tag, since the first one of a new attempt is
+    // appended to what an abandoned attempt has left.
     hanLine.reserve(channelTag.size() + 1);
     channelText.reserve(channelDigits);
     failLine.reserve(failureTag.size() + 1);
@@ -347,29 +366,6 @@ void Connection::matchFail(char c)
                static_cast<int>(MainWindow::availableComPorts.size()));
     requestFirmwarePage();
 }
-
-namespace {
-
-constexpr quint8 zepVersion = 2;
-constexpr quint8 zepTypeData = 1;
-constexpr quint8 zepTypeAcknowledgement = 2;
-constexpr int zepDataHeaderSize = 32;
-constexpr char zepReserved[10] = {};
-
-/** Longest payload that goes out as an acknowledgement, which carries none. */
-constexpr quint8 longestAcknowledgement = 5;
-
-/** Seconds from 1 January 1900, where NTP time starts, to 1 January 1970. */
-constexpr quint32 ntpEpochOffset = 2208988800U;
-
-/** Returns @p microseconds as a 32-bit binary fraction of a second. */
-quint32 ntpFraction(suseconds_t microseconds)
-{
-    const double fraction = static_cast<double>(microseconds + 1) * 4294967296.0 * 1e-6;
-    return fraction < 4294967295.0 ? static_cast<quint32>(fraction) : 0xFFFFFFFFU;
-}
-
-} // namespace
 
 /**
  * Sends one frame record as a ZEP v2 datagram, the format that Wireshark

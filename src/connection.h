@@ -6,6 +6,7 @@
 #include <QSerialPort>
 #include <QString>
 
+class QDebug;
 class QTimer;
 class QUdpSocket;
 
@@ -102,7 +103,7 @@ private:
     QString promptLine;
     QTimer *noFirmwareTimer = nullptr;
     qint32 rxState = 0;
-    qint32 spare = 0;
+    qint32 spare = 0; ///< Keeps its place among the fields; nothing reads it.
     quint8 frameLength = 0;
     quint8 frameIndex = 0;
     quint8 frameBuffer[1024] = {};

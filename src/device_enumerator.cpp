@@ -21,7 +21,7 @@ constexpr quint16 ft230xProductId = 0x6015;
 const QLatin1String ft230xDescription("FT230X Basic UART");
 
 const UsbProduct vkProducts[] = {
-    {ftdiVendorId, ft230xProductId, "Mirzel"},
+    {ftdiVendorId, ft230xProductId, Tarvos::dongleName},
     {0, 0, nullptr},
 };
 
@@ -30,7 +30,6 @@ const QLatin1String piUart("ttyAMA0");
 const QLatin1String piMiniUart("ttyS0");
 /** Raspberry Pi OS points this link at the UART that is on the pin header. */
 const QLatin1String piSerialAlias("/dev/serial0");
-const QLatin1String boardName("Vostrel");
 
 bool hasKnownVendor(const QSerialPortInfo &port)
 {
@@ -114,7 +113,7 @@ int DeviceEnumerator::listSerialPorts()
         identify(port, &entry);
         entry.path = location;
         if (isBoardUart(location)) {
-            entry.friendlyName = boardName;
+            entry.friendlyName = QLatin1String(boardName);
         } else if (const char *name = findProduct(entry.vendorId, entry.productId)) {
             entry.friendlyName = QString::fromUtf8(name);
         } else {

@@ -8,6 +8,11 @@
 
 namespace Tarvos {
 
+/** Display name of the USB dongle. */
+constexpr char dongleName[] = "Mirzel";
+/** Display name of the Raspberry Pi board. */
+constexpr char boardName[] = "Vostrel";
+
 /** A serial port that carries a supported radio device. */
 struct DeviceEntry
 {

@@ -2,6 +2,7 @@
 
 #include "mainwindow.h"
 
+#include "device_enumerator.h"
 #include "ui_mainwindow.h"
 
 #include <QDebug>
@@ -13,10 +14,6 @@ namespace {
 
 const QLatin1String firmwareDirectory("/usr/share/fennix/fw/");
 const QLatin1String flashingTool("/usr/bin/Ostraflash_sniffer");
-
-/** The flashing tool needs the device named only when it hangs on USB. */
-const QLatin1String dongleName("Mirzel");
-const QLatin1String boardName("Vostrel");
 
 /** Returns the names of the firmware files, newest first. */
 QStringList firmwareFiles(const QDir &directory)
@@ -86,9 +83,10 @@ void MainWindow::startFwUpdate()
 
     const QString file = firmwareFiles(QDir(firmwareDirectory)).value(0);
     QStringList arguments = {flashingTool, QStringLiteral("-f"), firmwareDirectory + file};
-    if (selectedDeviceText.contains(dongleName))
+    // The flashing tool needs the device named only when it hangs on USB.
+    if (selectedDeviceText.contains(QLatin1String(Tarvos::dongleName)))
         arguments << QStringLiteral("-d") << QStringLiteral("0");
-    else if (!selectedDeviceText.contains(boardName))
+    else if (!selectedDeviceText.contains(QLatin1String(Tarvos::boardName)))
         return;
 
     flasherProcess->start(QStringLiteral("sudo"), arguments, QIODevice::ReadWrite);

@@ -5,11 +5,17 @@
 #include "device_enumerator.h"
 #include "ui_mainwindow.h"
 
+#include <QAction>
+#include <QApplication>
+#include <QColor>
 #include <QDesktopServices>
 #include <QHostAddress>
+#include <QIcon>
 #include <QMenuBar>
 #include <QNetworkInterface>
+#include <QPalette>
 #include <QRegExp>
+#include <QTextCursor>
 #include <QTimer>
 #include <QUrl>
 
@@ -24,7 +30,7 @@ namespace {
 
 constexpr int comPortDelayMs = 400;
 
-/** The local and the remote instructions of the Linux text, a line each. */
+/** Paragraphs of the Linux text above the link to the manual, a line each. */
 constexpr int linesAboveManualLink = 19;
 
 const QLatin1String manualUrl("file:///usr/share/fennix/manual/FENNIX-BHB-en.pdf");
@@ -186,6 +192,7 @@ void MainWindow::getComPorts()
     if (deviceEnumerator->listSerialPorts())
         devices = deviceEnumerator->getList();
 
+    availableComPorts.clear();
     // An unchanged list leaves the user's selection alone.
     const bool changed = !std::equal(devices.begin(), devices.end(), listedDevices.begin(),
                                      listedDevices.end(), isSameDevice);
@@ -195,7 +202,6 @@ void MainWindow::getComPorts()
         ui->usbComboBox->clear();
     }
 
-    availableComPorts.clear();
     int index = 0;
     for (const DeviceEntry &device : devices) {
         if (changed) {

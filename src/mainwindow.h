@@ -81,13 +81,13 @@ private:
     QTimer *comPortTimer = nullptr;
     QTimer *continueBtnTimer = nullptr;
     Tarvos::DeviceEnumerator *deviceEnumerator = nullptr;
-    qint32 deviceIndex = 0;
+    qint32 deviceIndex = 0; ///< Reset with each new list; nothing reads it.
     std::vector<Tarvos::DeviceEntry> listedDevices;
     bool returnToStartPage = true;
     QProcess *flasherProcess = nullptr;
     QString selectedDeviceText;
-    QString lastListedPort;
+    QString lastListedPort; ///< Of the last scan that changed the list; nothing reads it.
     QString comPort;
     QString localIpAddress;
-    QList<QString> interfaceNames;
+    QList<QString> interfaceNames; ///< In visiting order; nothing reads them.
 };

@@ -1,4 +1,5 @@
 #include "connection.h"
+#include "message_capture.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
@@ -36,11 +37,7 @@ public:
         , address(find<QLineEdit>("remoteIpInput"))
         , channelSelect(find<QComboBox>("channelSelect"))
     {
-        click("devConnectButton");
-        const bool reported = QTest::qWaitFor(
-            [&] { return channelSelect->currentText().toInt() == device->channel(); });
-        if (!reported)
-            qFatal("the device has not reported its channel");
+        connectToDevice();
     }
 
     ~ConnectedWindow() { click("devDisconnectButton"); }
@@ -53,6 +50,15 @@ public:
         const bool same = palette.color(QPalette::Inactive, QPalette::Base) == color
             && palette.color(QPalette::Disabled, QPalette::Base) == color;
         return same && palette.brush(QPalette::Base).style() == Qt::SolidPattern ? color : QColor();
+    }
+
+    /** Lets the device report @p text as its channel and waits until the report is read. */
+    void report(const QByteArray &text) const
+    {
+        const MessageCapture messages;
+        device->send("HAN: " + text + '\n');
+        if (!QTest::qWaitFor([&] { return messages.contains("set channel"); }))
+            qFatal("the report was not read");
     }
 
     /** Returns what the device has received, once it ends in @p ending. */
@@ -263,7 +269,7 @@ void CaptureControlTest::theReportedChannelIsNotSentBack()
 {
     const ConnectedWindow test(m_device.get());
 
-    m_device->send("HAN: 11\n");
+    test.report("11");
 
     QTest::qWait(50);
     QCOMPARE(m_device->received(), QByteArray("\nidle\n\nparms\n"));
@@ -285,7 +291,8 @@ void CaptureControlTest::aReportOutsideTheListChangesNothing()
 {
     const ConnectedWindow test(m_device.get());
 
-    m_device->send("HAN: 27\nHAN: x1\n");
+    test.report("27");
+    test.report("x1");
 
     QTest::qWait(50);
     QCOMPARE(m_device->received(), QByteArray("\nidle\n\nparms\n"));
@@ -299,9 +306,9 @@ void CaptureControlTest::aReportIsShownWhileCapturing()
     QTRY_VERIFY(m_device->isSniffing());
     m_device->clearReceived();
 
-    m_device->send("HAN: 21\n");
+    test.report("21");
 
-    QTRY_COMPARE(test.channelSelect->currentText(), QString("21"));
+    QCOMPARE(test.channelSelect->currentText(), QString("21"));
     QVERIFY(!test.channelSelect->isEnabled());
     QCOMPARE(test.received("\nidle\n"), QByteArray("\nchan 21\n\nsniff\n\nidle\n"));
 }

@@ -63,6 +63,7 @@ private slots:
     void silentDeviceLeadsToAFirmwarePage();
     void theChannelReportDisarmsTheProbe();
     void anEarlierProbeStaysArmed();
+    void anotherPortHasAProbeOfItsOwn();
     void theReportDisarmsOnlyTheNewerProbe();
     void closingDoesNotDisarmTheProbe();
     void openingResetsThePacketCount();
@@ -126,6 +127,11 @@ void ConnectionTest::openingGreetsTheFirmware()
                                         "Test A", "Test B"};
     QCOMPARE(link.log.messages(), expected);
     QCOMPARE(link.disconnected.count(), 0);
+    const QList<QTimer *> timers = link.connection.findChildren<QTimer *>();
+    QCOMPARE(timers.size(), 1);
+    QCOMPARE(timers.constFirst()->interval(), noFirmwareTimeoutMs);
+    QVERIFY(timers.constFirst()->isSingleShot());
+    QVERIFY(timers.constFirst()->isActive());
 }
 
 void ConnectionTest::openingSetsTheLineParameters()
@@ -235,6 +241,9 @@ void ConnectionTest::everyErrorButNoErrorClosesThePort()
     QFETCH(QSerialPort::SerialPortError, error);
     QFETCH(bool, closes);
     DeviceLink link;
+    QByteArray loggedBeforeTheSignal;
+    connect(&link.connection, &Connection::disconnectGui, this,
+            [&] { loggedBeforeTheSignal = link.log.messages().constLast(); });
     QVERIFY(link.open());
 
     QVERIFY(QMetaObject::invokeMethod(&link.connection, "handleError",
@@ -242,6 +251,7 @@ void ConnectionTest::everyErrorButNoErrorClosesThePort()
 
     QCOMPARE(link.disconnected.count(), closes ? 1 : 0);
     QCOMPARE(link.log.messages().count("Disconnected"), closes ? 1 : 0);
+    QCOMPARE(loggedBeforeTheSignal, closes ? QByteArray("Disconnected") : QByteArray());
     if (closes)
         QVERIFY(link.deviceReceives("\nidle\n"));
 }
@@ -287,7 +297,7 @@ void ConnectionTest::sendsTheChannel()
     QFETCH(int, channel);
     const ZepReceiver receiver;
     DeviceLink link;
-    QVERIFY(link.open());
+    QVERIFY(link.openConfirmed());
 
     link.connection.sendU8Parameter(Connection::U8ParamChannel, value);
 
@@ -317,7 +327,7 @@ void ConnectionTest::aFailedChannelCommandKeepsTheChannel()
         link.connection.sendU8Parameter(Connection::U8ParamChannel, 26);
     }
     QVERIFY(link.log.messages().isEmpty());
-    QVERIFY(link.open());
+    QVERIFY(link.openConfirmed());
 
     link.sendRecord(QByteArray(8 + 6, 'x'));
 
@@ -350,6 +360,10 @@ void ConnectionTest::silentDeviceLeadsToAFirmwarePage()
     MainWindow::numberOfDevices = devices;
     MainWindow::availableComPorts = ports;
     DeviceLink link;
+    QByteArray loggedBeforeTheSignal;
+    const auto keepLastMessage = [&] { loggedBeforeTheSignal = link.log.messages().constLast(); };
+    connect(&link.connection, &Connection::showFwUpdatePage, this, keepLastMessage);
+    connect(&link.connection, &Connection::showFwUpdatePageTooManyDevices, this, keepLastMessage);
     QElapsedTimer sinceOpening;
     sinceOpening.start();
     QVERIFY(link.open());
@@ -358,7 +372,7 @@ void ConnectionTest::silentDeviceLeadsToAFirmwarePage()
 
     QVERIFY(sinceOpening.elapsed() >= noFirmwareTimeoutMs * 95 / 100);
     QCOMPARE(link.firmwarePages.count(), unambiguous ? 1 : 0);
-    QCOMPARE(link.log.messages().constLast(), QByteArray("Disconnected"));
+    QCOMPARE(loggedBeforeTheSignal, QByteArray("Disconnected"));
     QVERIFY(link.deviceReceives("\nidle\n"));
     QCOMPARE(link.disconnected.count(), 0);
     QCOMPARE(link.otherDevices.count(), 0);
@@ -389,6 +403,18 @@ void ConnectionTest::anEarlierProbeStaysArmed()
 
     QTest::qWait(patienceMs);
     QCOMPARE(link.firmwarePages.count(), 2);
+}
+
+void ConnectionTest::anotherPortHasAProbeOfItsOwn()
+{
+    DeviceLink link;
+    const DeviceLink other;
+    QVERIFY(link.open());
+    link.connection.closeSerialPort();
+    QVERIFY(link.connection.openSerialPort(other.device.portPath()));
+
+    QTRY_COMPARE(link.firmwarePages.count(), 2);
+    QCOMPARE(other.firmwarePages.count(), 0);
 }
 
 void ConnectionTest::theReportDisarmsOnlyTheNewerProbe()

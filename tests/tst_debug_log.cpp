@@ -25,7 +25,8 @@ time_t __wrap_time(time_t *out)
 
 int __wrap_gettimeofday(timeval *now, void *)
 {
-    *now = {clockSeconds, clockMicroseconds};
+    // Later than the first reading, as at the end of a second.
+    *now = {clockSeconds + 1, clockMicroseconds};
     return 0;
 }
 
@@ -50,6 +51,7 @@ private slots:
     void writeStringDoesNotFormat();
     void writeStringIsNotCut();
     void addsNoLineEnd();
+    void doesNotFlushTheStream();
     void hexadecimal_data();
     void hexadecimal();
 };
@@ -212,6 +214,23 @@ void DebugLogTest::addsNoLineEnd()
     DBG_WriteString(DBG_GENERAL, "b");
 
     QCOMPARE(log.text(), QByteArray("02:00:00:000 a02:00:00:000 b"));
+}
+
+void DebugLogTest::doesNotFlushTheStream()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    FILE *stream = fopen(QFile::encodeName(path).constData(), "w");
+    QVERIFY(stream);
+    DBG_Init(stream);
+    DBG_Enable(DBG_GENERAL);
+
+    DBG_Printf(DBG_GENERAL, "kept\n");
+
+    QCOMPARE(QFileInfo(path).size(), 0);
+    DBG_Init(nullptr);
+    fclose(stream);
+    QVERIFY(QFileInfo(path).size() > 0);
 }
 
 void DebugLogTest::hexadecimal_data()

@@ -3,6 +3,7 @@
 #include "log_capture.h"
 #include "mocked_machine.h"
 
+#include <QFile>
 #include <QSerialPortInfo>
 #include <QtTest>
 
@@ -19,6 +20,9 @@ struct Port
     Kind kind;
     QString node;
 };
+
+/** In place of a link's target: /dev/serial0 is an ordinary file. */
+constexpr char aFile[] = "a file";
 
 /** Writes the entry's fields in their order, so that a failure shows them. */
 QString text(const DeviceEntry &entry)
@@ -109,8 +113,11 @@ void DeviceEnumeratorTest::recognisesDevices_data()
         << QVector<Port> {pl011, miniUart} << "ttyAMA0" << QStringList {boardOnPl011};
     QTest::newRow("link to another port")
         << QVector<Port> {pl011, {Kind::ForeignAcm, "ttyACM0"}} << "ttyACM0" << QStringList();
-    QTest::newRow("link to nowhere")
-        << QVector<Port> {pl011} << "ttyAMA1" << QStringList {boardOnPl011};
+    QTest::newRow("no link but a file of that name")
+        << QVector<Port> {pl011, miniUart} << aFile << QStringList {boardOnPl011};
+    QTest::newRow("dongle without identifiers on a modem's node")
+        << QVector<Port> {{Kind::MirzelWithoutIdentifiers, "ttyACM0"}} << none
+        << QStringList {"Mirzel /dev/ttyACM0 0 0403 6015"};
     QTest::newRow("longer name, foreign")
         << QVector<Port> {{Kind::ForeignUsbSerial, "ttyS01"}} << none << QStringList();
     QTest::newRow("longer name, dongle") << QVector<Port> {{Kind::Mirzel, "ttyS01"}} << none
@@ -131,7 +138,10 @@ void DeviceEnumeratorTest::recognisesDevices()
     MockedMachine machine;
     for (const Port &port : qAsConst(ports))
         machine.plugIn(port.kind, port.node, "/dev/null");
-    if (!serial0.isEmpty())
+    QFile file(qEnvironmentVariable("UMOCKDEV_DIR") + "/dev/serial0");
+    if (serial0 == aFile)
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    else if (!serial0.isEmpty())
         machine.linkSerial0(serial0);
     DeviceEnumerator enumerator(nullptr);
 

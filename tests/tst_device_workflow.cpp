@@ -1,5 +1,4 @@
 #include "connection.h"
-#include "message_capture.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
@@ -10,8 +9,6 @@
 #include <QTimer>
 #include <QtTest>
 
-#include <algorithm>
-
 using Kind = Simulator::MockedMachine::Kind;
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
@@ -20,6 +17,7 @@ namespace {
 
 constexpr char greeting[] = "\nidle\n\nparms\n";
 constexpr int comPortDelayMs = 400;
+constexpr int deviceCountPollMs = 1000;
 
 std::vector<QString> ports(std::initializer_list<const char *> paths)
 {
@@ -42,19 +40,17 @@ QList<int> itemNumbers(const QComboBox *box)
     return numbers;
 }
 
-/** Presses Connect and waits for the device's report, which ends the probe of its firmware. */
-void connectConfirmed(const WindowUnderTest &test)
+/** Returns the intervals of the window's timers that are running. */
+QList<int> activeIntervals(const MainWindow &window)
 {
-    const MessageCapture messages;
-    test.click("devConnectButton");
-    const bool confirmed = QTest::qWaitFor([&] {
-        return std::any_of(messages.messages().begin(), messages.messages().end(),
-                           [](const MessageCapture::Message &message) {
-                               return message.text.startsWith("set channel");
-                           });
-    });
-    if (!confirmed)
-        qFatal("the device has not reported its channel");
+    QList<int> intervals;
+    const QList<QTimer *> timers =
+        window.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
+    for (const QTimer *timer : timers) {
+        if (timer->isActive())
+            intervals.append(timer->interval());
+    }
+    return intervals;
 }
 
 } // namespace
@@ -70,6 +66,7 @@ private slots:
     void refreshingAnUnchangedListKeepsTheSelection();
     void refreshingAChangedListStartsOver();
     void noticesADeviceReplacedByAnotherOnTheSamePort();
+    void noticesADeviceThatOnlyChangesItsName();
     void connectingWithoutADeviceIsLogged();
     void connectingToAnInvalidEntryIsLogged_data();
     void connectingToAnInvalidEntryIsLogged();
@@ -85,10 +82,6 @@ private slots:
     void aHangUpLeadsToTheStartPage();
     void unpluggingLeadsToTheStartPageAndLeavesTheList();
     void aReconnectWorks();
-    void retriesFromTheLastPortToTheFirst();
-    void aRetryLeavesTheStopButtonAsItIs();
-    void aRetryWithoutPortsShowsAnError();
-    void anErrorOfTheRetryStaysShown();
     void pollsWhileNoDeviceIsThere();
 
 private:
@@ -190,6 +183,23 @@ void DeviceWorkflowTest::noticesADeviceReplacedByAnotherOnTheSamePort()
     test.click("refreshComButton");
 
     QCOMPARE(itemTexts(box), QStringList({"Vostrel"}));
+}
+
+void DeviceWorkflowTest::noticesADeviceThatOnlyChangesItsName()
+{
+    const SimulatedDevice device({});
+    const SimulatedDevice board({});
+    plugIn(device, "ttyAMA0", Kind::Mirzel);
+    const WindowUnderTest test;
+    const auto *box = test.find<QComboBox>("usbComboBox");
+    QCOMPARE(itemTexts(box), QStringList({"Vostrel"}));
+
+    // A link that leads elsewhere makes it an ordinary port.
+    m_machine->linkSerial0("ttyUSB9");
+    plugIn(board, "ttyUSB9", Kind::ForeignUsbSerial);
+    test.click("refreshComButton");
+
+    QCOMPARE(itemTexts(box), QStringList({"Mirzel"}));
 }
 
 void DeviceWorkflowTest::connectingWithoutADeviceIsLogged()
@@ -295,6 +305,7 @@ void DeviceWorkflowTest::theConnectedPageShowsThePortAfterAMoment()
     test.click("devConnectButton");
 
     QCOMPARE(label->text(), QString("Connecting..."));
+    QCOMPARE(activeIntervals(test.window), QList<int>({comPortDelayMs}));
     QTRY_COMPARE(label->text(), QString("/dev/ttyUSB0"));
     QVERIFY(sinceConnect.elapsed() >= comPortDelayMs * 95 / 100);
     test.click("devDisconnectButton");
@@ -307,7 +318,7 @@ void DeviceWorkflowTest::theLabelIsSetOnceForEachConnectSoFar()
     plugIn(device, "ttyUSB0");
     const WindowUnderTest test;
     auto *label = test.find<QLabel>("label_com_port");
-    connectConfirmed(test);
+    test.connectToDevice();
     test.click("devDisconnectButton");
 
     // Runs between the first connect's setting of the label and the second's.
@@ -433,81 +444,12 @@ void DeviceWorkflowTest::aReconnectWorks()
     plugIn(device, "ttyUSB0");
     const WindowUnderTest test;
     for (int pass = 0; pass < 3; ++pass) {
-        connectConfirmed(test);
+        test.connectToDevice();
         QCOMPARE(test.page(), QByteArray("pageConnected"));
         test.click("devDisconnectButton");
         QCOMPARE(test.page(), QByteArray("pageNotConnected"));
     }
     QCOMPARE(test.log.messages().count("Connected to /dev/ttyUSB0"), 3);
-}
-
-void DeviceWorkflowTest::retriesFromTheLastPortToTheFirst()
-{
-    const SimulatedDevice first({});
-    const SimulatedDevice second({});
-    plugIn(first, "ttyUSB0");
-    plugIn(second, "ttyUSB1");
-    WindowUnderTest test;
-
-    test.call("tryConnectDevices");
-    QCOMPARE(test.page(), QByteArray("pageConnected"));
-    QTRY_COMPARE(second.received(), QByteArray(greeting));
-    QCOMPARE(MainWindow::availableComPorts, ports({"/dev/ttyUSB0"}));
-    QTRY_COMPARE(test.find<QLabel>("label_com_port")->text(), QString("/dev/ttyUSB1"));
-
-    // The list of the scan that a disconnect makes is complete again.
-    test.click("devDisconnectButton");
-    QCOMPARE(MainWindow::availableComPorts.size(), size_t(2));
-    MainWindow::availableComPorts.pop_back();
-    test.call("tryConnectDevices");
-    QTRY_COMPARE(first.received(), QByteArray(greeting));
-    QVERIFY(MainWindow::availableComPorts.empty());
-    test.click("devDisconnectButton");
-}
-
-void DeviceWorkflowTest::aRetryLeavesTheStopButtonAsItIs()
-{
-    const SimulatedDevice device({});
-    plugIn(device, "ttyUSB0");
-    WindowUnderTest test;
-    test.find<QPushButton>("OffBtn")->setEnabled(true);
-
-    test.call("tryConnectDevices");
-
-    QCOMPARE(test.page(), QByteArray("pageConnected"));
-    QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
-    test.click("devDisconnectButton");
-}
-
-void DeviceWorkflowTest::aRetryWithoutPortsShowsAnError()
-{
-    const SimulatedDevice device({});
-    plugIn(device, "ttyUSB0");
-    WindowUnderTest test;
-    test.click("devConnectButton");
-    MainWindow::availableComPorts.clear();
-
-    test.call("tryConnectDevices");
-
-    QCOMPARE(test.find<QLabel>("labelConnectionError")->text(),
-             QString("Error: Connection not possible"));
-    QCOMPARE(test.page(), QByteArray("pageConnected"));
-    // The retry has stopped the timer that shows the port.
-    QTest::qWait(2 * comPortDelayMs);
-    QCOMPARE(test.find<QLabel>("label_com_port")->text(), QString("Connecting..."));
-    test.click("devDisconnectButton");
-}
-
-void DeviceWorkflowTest::anErrorOfTheRetryStaysShown()
-{
-    WindowUnderTest test;
-    test.call("tryConnectDevices");
-
-    test.click("refreshComButton");
-    test.click("devConnectButton");
-
-    QCOMPARE(test.find<QLabel>("labelConnectionError")->text(),
-             QString("Error: Connection not possible"));
 }
 
 void DeviceWorkflowTest::pollsWhileNoDeviceIsThere()
@@ -519,6 +461,7 @@ void DeviceWorkflowTest::pollsWhileNoDeviceIsThere()
 
     test.call("enableContinueBtn");
     QVERIFY(!button->isEnabled());
+    QCOMPARE(activeIntervals(test.window), QList<int>({deviceCountPollMs}));
     plugIn(device, "ttyUSB0");
 
     QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 2000);

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
+#include <QTimer>
 #include <QtTest>
 
 #include <memory>
@@ -43,6 +44,7 @@ public:
         , backButton(find<QPushButton>("backBtn"))
     {
         choose(deviceName);
+        backButton->setEnabled(false);
         call("showFirmwareUpdatePage");
     }
 
@@ -74,6 +76,8 @@ QStringList printed(const MessageCapture &messages)
 
 } // namespace
 
+Q_DECLARE_METATYPE(QProcess::ExitStatus)
+
 class FirmwareUpdateTest : public QObject
 {
     Q_OBJECT
@@ -96,6 +100,7 @@ private slots:
     void theEndAfterAnUnknownDeviceArrivesTwice();
     void reportsTheOutcome_data();
     void reportsTheOutcome();
+    void aCrashWithoutAnExitCodeIsAnError();
     void aRunAfterAnErrorCanSucceed();
     void leavingThePageDisconnects();
     void printsTheOutputInPieces();
@@ -175,6 +180,10 @@ void FirmwareUpdateTest::severalDevicesLeadToTheirOwnPage()
     QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 2000);
     QCOMPARE(MainWindow::numberOfDevices, 1);
 
+    // Nothing counts the devices any more, and the button stays as it is.
+    const QList<QTimer *> timers = test.window.findChildren<QTimer *>();
+    for (const QTimer *timer : timers)
+        QVERIFY(!timer->isActive());
     m_machine->plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
     QTest::qWait(1200);
     QVERIFY(button->isEnabled());
@@ -308,10 +317,11 @@ void FirmwareUpdateTest::anUnknownDeviceStartsNothing()
     QVERIFY(test.installButton->isEnabled());
     QVERIFY(test.backButton->isEnabled());
     QCOMPARE(test.status->text(), before);
-    QTest::qWait(100);
-    QVERIFY(tool.runs().isEmpty());
     // The child made for it waits for the next attempt.
-    QCOMPARE(test.window.findChildren<QProcess *>().size(), 1);
+    const auto *child = test.window.findChild<QProcess *>();
+    QVERIFY(child);
+    QCOMPARE(child->state(), QProcess::NotRunning);
+    QVERIFY(tool.runs().isEmpty());
 }
 
 void FirmwareUpdateTest::theEndAfterAnUnknownDeviceArrivesTwice()
@@ -360,6 +370,7 @@ void FirmwareUpdateTest::reportsTheOutcome()
     QTRY_COMPARE(tool.runs().size(), 1);
     QVERIFY(test.isInstalling());
     QCOMPARE(test.status->text(), QString(installing));
+    QCOMPARE(test.window.findChild<QProcess *>()->openMode(), QIODevice::ReadWrite);
 
     tool.release();
 
@@ -368,6 +379,18 @@ void FirmwareUpdateTest::reportsTheOutcome()
     QVERIFY(test.backButton->isEnabled());
     QCOMPARE(test.page(), QByteArray("pageNoFirmware"));
     QTRY_VERIFY(test.window.findChildren<QProcess *>().isEmpty());
+}
+
+void FirmwareUpdateTest::aCrashWithoutAnExitCodeIsAnError()
+{
+    FirmwareWindow test("Mirzel");
+    test.installButton->setEnabled(false);
+
+    QVERIFY(QMetaObject::invokeMethod(&test.window, "firmwareUpdateFinished", Q_ARG(int, 0),
+                                      Q_ARG(QProcess::ExitStatus, QProcess::CrashExit)));
+
+    QCOMPARE(test.status->text(), QString(failed));
+    QVERIFY(test.installButton->isEnabled());
 }
 
 void FirmwareUpdateTest::aRunAfterAnErrorCanSucceed()

@@ -159,16 +159,6 @@ QStringList texts(const QSignalSpy &spy)
 class ParserLink : public DeviceLink
 {
 public:
-    /** Opens the port and lets the device report its channel, which ends the probe. */
-    bool openConfirmed()
-    {
-        if (!open() || !feed("HAN: 11\n"))
-            return false;
-        channels.clear();
-        messages.clear();
-        return true;
-    }
-
     /** Sends @p bytes and waits until the parser has been called for them. */
     bool feed(const QByteArray &bytes)
     {
@@ -215,6 +205,7 @@ private slots:
     void anAbandonedTagFailsTheNextOneOnce_data();
     void anAbandonedTagFailsTheNextOneOnce();
     void anAbandonedFailureFailsTheNextOneOnce();
+    void closingAbandonsARecord_data();
     void closingAbandonsARecord();
     void thePromptIsWatchedAcrossAReopening();
     void theSignalPrecedesTheCheckOfTheChannel();
@@ -254,6 +245,7 @@ void StreamParserTest::understandsAStreamHoweverItIsCut()
     QFETCH(int, restarts);
     ParserLink link;
     QVERIFY(link.openConfirmed());
+    link.messages.clear();
 
     for (const QByteArray &piece : qAsConst(pieces))
         QVERIFY(link.feed(piece));
@@ -322,6 +314,7 @@ void StreamParserTest::failureClosesThePort()
     QCOMPARE(link.log.messages().mid(3), expected);
     QVERIFY(link.deviceReceives("\nidle\n"));
     QCOMPARE(link.disconnected.count(), 0);
+    QCOMPARE(link.otherDevices.count(), 0);
 }
 
 void StreamParserTest::failureLeavesTheProbeArmed()
@@ -396,11 +389,20 @@ void StreamParserTest::anAbandonedFailureFailsTheNextOneOnce()
     QCOMPARE(link.firmwarePages.count(), 1);
 }
 
+void StreamParserTest::closingAbandonsARecord_data()
+{
+    QTest::addColumn<QByteArray>("begun");
+    QTest::newRow("before its length") << hex("01");
+    QTest::newRow("in its bytes") << hex("01 05 aa");
+    QTest::newRow("before its end") << hex("01 01 aa");
+}
+
 void StreamParserTest::closingAbandonsARecord()
 {
+    QFETCH(QByteArray, begun);
     ParserLink link;
     QVERIFY(link.open());
-    QVERIFY(link.feed(hex("01 05 aa")));
+    QVERIFY(link.feed(begun));
     QVERIFY(link.reopen());
 
     QVERIFY(link.feed(hex("bb 01 01 cc 04")));

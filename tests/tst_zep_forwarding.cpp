@@ -80,7 +80,7 @@ QByteArray ZepForwardingTest::forward(const QByteArray &record)
 {
     const ZepReceiver receiver;
     DeviceLink link;
-    if (!link.open())
+    if (!link.openConfirmed())
         return {};
     link.sendRecord(record);
     const bool arrived = QTest::qWaitFor([&] { return receiver.count() == 1; });
@@ -191,7 +191,7 @@ void ZepForwardingTest::sequenceNumbersRunOnAcrossReconnects()
     const ZepReceiver receiver;
     DeviceLink link;
     for (int pass = 1; pass <= 3; ++pass) {
-        QVERIFY(link.open());
+        QVERIFY(link.openConfirmed());
         link.sendRecord(QByteArray(20, 'x'));
         QTRY_COMPARE(receiver.count(), pass);
         link.connection.closeSerialPort();
@@ -206,7 +206,7 @@ void ZepForwardingTest::carriesTheChannel()
 {
     const ZepReceiver receiver;
     DeviceLink link;
-    QVERIFY(link.open());
+    QVERIFY(link.openConfirmed());
 
     link.device.send("HAN: 26\n");
     link.sendRecord(QByteArray(20, 'x'));
@@ -220,7 +220,7 @@ void ZepForwardingTest::readsTheDestinationAtEachSend()
     const ZepReceiver here;
     const ZepReceiver there("127.0.0.2");
     DeviceLink link;
-    QVERIFY(link.open());
+    QVERIFY(link.openConfirmed());
 
     link.sendRecord(QByteArray(20, 'x'));
     QTRY_COMPARE(here.count(), 1);
@@ -235,7 +235,7 @@ void ZepForwardingTest::aRefusedDatagramIsOnlyLogged()
 {
     const ZepReceiver receiver;
     DeviceLink link;
-    QVERIFY(link.open());
+    QVERIFY(link.openConfirmed());
     {
         // The socket is made for the first datagram, and cannot be made.
         const NoMoreDescriptors limit;

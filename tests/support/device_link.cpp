@@ -43,6 +43,17 @@ bool DeviceLink::open()
     return true;
 }
 
+bool DeviceLink::openConfirmed()
+{
+    if (!open())
+        return false;
+    device.send("HAN: 11\n");
+    if (channels.isEmpty() && !channels.wait())
+        return false;
+    channels.clear();
+    return true;
+}
+
 bool DeviceLink::deviceReceives(const QByteArray &bytes)
 {
     return QTest::qWaitFor([&] { return device.received() == bytes; });

@@ -20,6 +20,9 @@ public:
     /** Opens the port and waits until the greeting has reached the device. */
     bool open();
 
+    /** Opens the port and lets the device report channel 11, which ends the probe. */
+    bool openConfirmed();
+
     /** Waits until the device has received exactly @p bytes since the last clear. */
     bool deviceReceives(const QByteArray &bytes);
 

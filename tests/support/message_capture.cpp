@@ -1,5 +1,7 @@
 #include "message_capture.h"
 
+#include <algorithm>
+
 MessageCapture *MessageCapture::active = nullptr;
 
 MessageCapture::MessageCapture()
@@ -12,6 +14,13 @@ MessageCapture::~MessageCapture()
 {
     qInstallMessageHandler(m_previous);
     active = nullptr;
+}
+
+bool MessageCapture::contains(const char *text) const
+{
+    return std::any_of(m_messages.begin(), m_messages.end(), [text](const Message &message) {
+        return message.text.contains(QLatin1String(text));
+    });
 }
 
 void MessageCapture::handle(QtMsgType type, const QMessageLogContext &context, const QString &text)

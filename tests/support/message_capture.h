@@ -27,6 +27,9 @@ public:
 
     const QVector<Message> &messages() const { return m_messages; }
 
+    /** Returns whether some message contains @p text. */
+    bool contains(const char *text) const;
+
     void clear() { m_messages.clear(); }
 
 signals:

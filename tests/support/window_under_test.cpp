@@ -1,5 +1,7 @@
 #include "window_under_test.h"
 
+#include "message_capture.h"
+
 #include <QAbstractButton>
 #include <QMenuBar>
 #include <QStackedWidget>
@@ -17,6 +19,14 @@ void WindowUnderTest::click(const char *button) const
     if (!widget->isVisible())
         qFatal("%s is not on the page shown", button);
     QTest::mouseClick(widget, Qt::LeftButton);
+}
+
+void WindowUnderTest::connectToDevice() const
+{
+    const MessageCapture messages;
+    click("devConnectButton");
+    if (!QTest::qWaitFor([&] { return messages.contains("set channel"); }))
+        qFatal("the device has not reported its channel");
 }
 
 QAction *WindowUnderTest::action(const char *menu, const char *entry) const

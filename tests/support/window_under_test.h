@@ -28,6 +28,12 @@ public:
     /** Presses the button with the mouse. */
     void click(const char *button) const;
 
+    /**
+     * Presses Connect and waits for the device's channel report, which ends the
+     * probe of its firmware.
+     */
+    void connectToDevice() const;
+
     /** Chooses the entry of the menu bar whose texts these are. */
     QAction *action(const char *menu, const char *entry) const;
 

@@ -1,0 +1,139 @@
+#include "connection.h"
+#include "mocked_machine.h"
+#include "simulated_device.h"
+#include "window_under_test.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QtTest>
+
+#include <vector>
+
+using Kind = Simulator::MockedMachine::Kind;
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+
+namespace {
+
+constexpr char greeting[] = "\nidle\n\nparms\n";
+constexpr int comPortDelayMs = 400;
+
+/** Finds the connection of the window that is built next, by the child that it gets. */
+class LinkFinder : public QObject
+{
+public:
+    LinkFinder() { qApp->installEventFilter(this); }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::ChildAdded && qobject_cast<Connection *>(watched))
+            m_connection = static_cast<Connection *>(watched);
+        return false;
+    }
+
+    /** Emits the signal that the connection keeps in reserve. */
+    void askForAnotherDevice() const { emit m_connection->connectOtherDevice(); }
+
+private:
+    Connection *m_connection = nullptr;
+};
+
+} // namespace
+
+class DeviceRetryTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+    void retriesFromTheLastPortToTheFirst();
+    void aRetryLeavesTheStopButtonAsItIs();
+    void aRetryWithoutPortsShowsAnError();
+    void anErrorOfTheRetryStaysShown();
+
+private:
+    MockedMachine m_machine;
+};
+
+void DeviceRetryTest::cleanup()
+{
+    m_machine.unplug("ttyUSB0");
+    m_machine.unplug("ttyUSB1");
+}
+
+void DeviceRetryTest::retriesFromTheLastPortToTheFirst()
+{
+    const SimulatedDevice first({});
+    const SimulatedDevice second({});
+    m_machine.plugIn(Kind::Mirzel, "ttyUSB0", first.portPath());
+    m_machine.plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
+    const LinkFinder link;
+    WindowUnderTest test;
+
+    link.askForAnotherDevice();
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+    QTRY_COMPARE(second.received(), QByteArray(greeting));
+    QCOMPARE(MainWindow::availableComPorts, std::vector<QString>({"/dev/ttyUSB0"}));
+    QTRY_COMPARE(test.find<QLabel>("label_com_port")->text(), QString("/dev/ttyUSB1"));
+
+    // The list of the scan that a disconnect makes is complete again.
+    test.click("devDisconnectButton");
+    QCOMPARE(MainWindow::availableComPorts.size(), size_t(2));
+    MainWindow::availableComPorts.pop_back();
+    link.askForAnotherDevice();
+    QTRY_COMPARE(first.received(), QByteArray(greeting));
+    QVERIFY(MainWindow::availableComPorts.empty());
+    test.click("devDisconnectButton");
+}
+
+void DeviceRetryTest::aRetryLeavesTheStopButtonAsItIs()
+{
+    const SimulatedDevice device({});
+    m_machine.plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const LinkFinder link;
+    WindowUnderTest test;
+    test.find<QPushButton>("OffBtn")->setEnabled(true);
+
+    link.askForAnotherDevice();
+
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+    QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
+    test.click("devDisconnectButton");
+}
+
+void DeviceRetryTest::aRetryWithoutPortsShowsAnError()
+{
+    const SimulatedDevice device({});
+    m_machine.plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const LinkFinder link;
+    WindowUnderTest test;
+    test.click("devConnectButton");
+    MainWindow::availableComPorts.clear();
+
+    link.askForAnotherDevice();
+
+    QCOMPARE(test.find<QLabel>("labelConnectionError")->text(),
+             QString("Error: Connection not possible"));
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+    // The retry has stopped the timer that shows the port.
+    QTest::qWait(2 * comPortDelayMs);
+    QCOMPARE(test.find<QLabel>("label_com_port")->text(), QString("Connecting..."));
+    test.click("devDisconnectButton");
+}
+
+void DeviceRetryTest::anErrorOfTheRetryStaysShown()
+{
+    const LinkFinder link;
+    WindowUnderTest test;
+    link.askForAnotherDevice();
+
+    test.click("refreshComButton");
+    test.click("devConnectButton");
+
+    QCOMPARE(test.find<QLabel>("labelConnectionError")->text(),
+             QString("Error: Connection not possible"));
+}
+
+QTEST_MAIN(DeviceRetryTest)
+
+#include "tst_device_retry.moc"
