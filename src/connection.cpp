@@ -75,7 +75,8 @@ bool continues(const QString &matched, char c, QLatin1String tag)
 /** Empties @p text but keeps its storage, so that matching allocates nothing. */
 void restart(QString *text)
 {
-    text->resize(0);
+    if (!text->isEmpty())
+        text->resize(0);
 }
 
 /** Returns @p microseconds as a 32-bit binary fraction of a second. */
