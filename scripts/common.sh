@@ -51,8 +51,7 @@ need_packages()
 build_preset()
 {
     local preset=$1
-    shift
     say "Building ($preset)"
-    cmake --preset "$preset" "$@"
+    cmake --preset "$preset"
     cmake --build --preset "$preset"
 }

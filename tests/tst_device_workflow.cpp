@@ -1,4 +1,3 @@
-#include "connection.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
 #include "window_under_test.h"

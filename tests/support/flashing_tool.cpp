@@ -64,14 +64,9 @@ FirmwareDirectory::~FirmwareDirectory()
     QDir(firmwareDirectory).removeRecursively();
 }
 
-void FirmwareDirectory::create()
-{
-    QDir().mkpath(firmwareDirectory);
-}
-
 void FirmwareDirectory::addFile(const QString &name, const QDateTime &modified)
 {
-    create();
+    QDir().mkpath(firmwareDirectory);
     QFile file(QDir(firmwareDirectory).filePath(name));
     created(&file)->setFileTime(modified, QFileDevice::FileModificationTime);
 }

@@ -29,16 +29,17 @@ private:
     QByteArray m_savedPath;
 };
 
-/** Puts a file into the firmware directory, and takes the directory away again. */
+/**
+ * The directory that the program takes firmware from: missing until something is
+ * added, and taken away with the object. For a process with its own /usr/share.
+ */
 class FirmwareDirectory
 {
 public:
-    /** The directory is missing until the first file is added. */
     FirmwareDirectory() = default;
     ~FirmwareDirectory();
     Q_DISABLE_COPY(FirmwareDirectory)
 
-    static void create();
     static void addFile(const QString &name, const QDateTime &modified);
     static void addFolder(const QString &name);
 };

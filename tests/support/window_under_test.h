@@ -34,7 +34,7 @@ public:
      */
     void connectToDevice() const;
 
-    /** Chooses the entry of the menu bar whose texts these are. */
+    /** Returns the entry of a menu of the menu bar, by their texts. */
     QAction *action(const char *menu, const char *entry) const;
 
     /** Returns the name of the page that is shown. */
@@ -44,6 +44,6 @@ public:
     void call(const char *slot);
 
     MainWindow window;
-    /** What the window has logged since it was built; the program logs no more, either. */
+    /** What the window has logged since it was built: main() switches the log on then, too. */
     LogCapture log;
 };
