@@ -20,6 +20,8 @@ void writeEntry(const char *text)
 {
     char stamp[80];
     const time_t seconds = time(nullptr);
+    // Alone, localtime_r() would keep to the time zone in which the program was started.
+    tzset();
     struct tm local;
     localtime_r(&seconds, &local);
     const size_t length = strftime(stamp, sizeof(stamp), "%H:%M:%S", &local);

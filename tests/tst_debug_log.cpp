@@ -45,6 +45,7 @@ private slots:
     void initialisingDisablesEveryCategory();
     void stampIsLocalTimeWithMilliseconds_data();
     void stampIsLocalTimeWithMilliseconds();
+    void followsAChangeOfTheTimeZone();
     void formatsLikePrintf();
     void cutsLongMessages_data();
     void cutsLongMessages();
@@ -155,6 +156,19 @@ void DebugLogTest::stampIsLocalTimeWithMilliseconds()
     DBG_Printf(DBG_GENERAL, "message\n");
 
     QCOMPARE(log.text(), stamp + "message\n");
+}
+
+void DebugLogTest::followsAChangeOfTheTimeZone()
+{
+    const QByteArray zone = qgetenv("TZ");
+    const LogCapture log;
+    DBG_Printf(DBG_GENERAL, "here\n");
+
+    qputenv("TZ", "UTC-9");
+    DBG_Printf(DBG_GENERAL, "there\n");
+    qputenv("TZ", zone);
+
+    QCOMPARE(log.text(), QByteArray("02:00:00:000 here\n09:00:00:000 there\n"));
 }
 
 void DebugLogTest::formatsLikePrintf()
