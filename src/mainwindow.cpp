@@ -132,6 +132,9 @@ void MainWindow::connectForm()
     connect(ui->backBtn_4, SIGNAL(clicked()), this, SLOT(showLastPage()));
     connect(ui->backBtn_5, SIGNAL(clicked()), this, SLOT(showLastPage()));
     connect(ui->backBtn_6, SIGNAL(clicked()), this, SLOT(devDisconnectClicked()));
+    // Left to themselves, the browsers would follow the link and scroll to their top.
+    ui->helpTextWin->setOpenLinks(false);
+    ui->helpTextLinux->setOpenLinks(false);
     connect(ui->helpTextWin, SIGNAL(anchorClicked(QUrl)), this, SLOT(openManual()));
     connect(ui->helpTextLinux, SIGNAL(anchorClicked(QUrl)), this, SLOT(openManual()));
 }
