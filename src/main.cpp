@@ -1,3 +1,4 @@
+#include "appearance.h"
 #include "debug_log.h"
 #include "mainwindow.h"
 
@@ -5,7 +6,9 @@
 
 int main(int argc, char *argv[])
 {
+    Appearance::scaleWithTheScreen();
     QApplication application(argc, argv);
+    Appearance::adaptToTheForm();
     MainWindow window;
     window.show();
 
