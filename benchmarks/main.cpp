@@ -5,6 +5,7 @@
 //
 // Standard error takes the trace of each record, which is part of the cost.
 
+#include "appearance.h"
 #include "clock.h"
 #include "connection.h"
 #include "datagram_sink.h"
@@ -107,7 +108,9 @@ void measureForwarding(const char *name, FrameSource::Rate rate, int frames)
 
 int main(int argc, char *argv[])
 {
+    Appearance::scaleWithTheScreen();
     const QApplication application(argc, argv);
+    Appearance::adaptToTheForm();
     if (argc == 2 && qstrcmp(argv[1], startupArgument) == 0)
         return runStartup();
 

@@ -3,17 +3,21 @@
 #include "mainwindow.h"
 
 #include "device_enumerator.h"
+#include "flashing_process.h"
 #include "ui_mainwindow.h"
 
 #include <QDebug>
 #include <QDir>
-#include <QProcess>
+#include <QGuiApplication>
 #include <QTimer>
 
 namespace {
 
 const QLatin1String firmwareDirectory("/usr/share/fennix/fw/");
 const QLatin1String flashingTool("/usr/bin/Ostraflash_sniffer");
+
+/** An installation takes less than a minute. */
+constexpr int installationPatienceMs = 2 * 60 * 1000;
 
 /** Returns the names of the firmware files, newest first. */
 QStringList firmwareFiles(const QDir &directory)
@@ -42,7 +46,8 @@ void MainWindow::firmwareUpdateFinished(int exitCode, QProcess::ExitStatus exitS
 
 void MainWindow::PrintStdOutput()
 {
-    qDebug() << flasherProcess->readAllStandardOutput();
+    if (flasherProcess)
+        qDebug() << flasherProcess->readAllStandardOutput();
 }
 
 void MainWindow::showFirmwareUpdatePage()
@@ -76,7 +81,7 @@ void MainWindow::showFirmwareUpdatePageTooManyDevices()
 void MainWindow::startFwUpdate()
 {
     if (!flasherProcess)
-        flasherProcess = new QProcess(this);
+        flasherProcess = new FlashingProcess(this);
     connect(flasherProcess, SIGNAL(finished(int, QProcess::ExitStatus)), this,
             SLOT(firmwareUpdateFinished(int, QProcess::ExitStatus)));
     connect(flasherProcess, SIGNAL(readyReadStandardOutput()), this, SLOT(PrintStdOutput()));
@@ -94,4 +99,15 @@ void MainWindow::startFwUpdate()
     ui->backBtn->setEnabled(false);
     ui->label_firmwareStatus->setText(
         tr("Installing firmware %1 (this should take < 1 min)").arg(file));
+}
+
+/** Keeps the process alive for an installation under way; the window itself is gone at once. */
+void MainWindow::finishInstallation()
+{
+    if (!flasherProcess || flasherProcess->state() == QProcess::NotRunning)
+        return;
+    hide();
+    // The event loop has ended: nothing else brings this to the screen.
+    QGuiApplication::sync();
+    FlashingProcess::letFinish(flasherProcess, installationPatienceMs);
 }

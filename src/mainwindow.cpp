@@ -92,6 +92,7 @@ MainWindow::MainWindow(QWidget *parent)
 
 MainWindow::~MainWindow()
 {
+    finishInstallation();
     delete ui;
 }
 

@@ -29,7 +29,10 @@ class MainWindow : public QMainWindow
 public:
     /** Builds the window, scans the ports once and shows the start page. */
     explicit MainWindow(QWidget *parent = nullptr);
-    /** Leaves the connection alive: an open port is closed by the process's end. */
+    /**
+     * Hides the window and lets an installation under way come to its end, for up to two
+     * minutes. Leaves the connection alive: an open port is closed by the process's end.
+     */
     ~MainWindow() override;
 
     /** Number of devices found by the last scan. */
@@ -72,6 +75,7 @@ private:
     void insertManualLink();
     void enterConnectedPage();
     void showAddressAcceptance(bool acceptable);
+    void finishInstallation();
 
     /** Interval at which the page for several devices counts them. */
     static constexpr int deviceCountPollMs = 1000;

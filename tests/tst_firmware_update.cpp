@@ -104,6 +104,7 @@ private slots:
     void aRunAfterAnErrorCanSucceed();
     void leavingThePageDisconnects();
     void printsTheOutputInPieces();
+    void printsNothingWithoutAProcess();
     void neverReadsTheErrorOutput();
     void aMissingSudoLeavesThePageInstalling();
 
@@ -442,6 +443,16 @@ void FirmwareUpdateTest::printsTheOutputInPieces()
     QCOMPARE(message.category, QString("default"));
     // The output is shown nowhere in the window, and is no line of the log.
     QVERIFY(!test.log.text().contains("erase"));
+}
+
+void FirmwareUpdateTest::printsNothingWithoutAProcess()
+{
+    const MessageCapture messages;
+    FirmwareWindow test("Mirzel");
+
+    test.call("PrintStdOutput");
+
+    QVERIFY(printed(messages).isEmpty());
 }
 
 void FirmwareUpdateTest::neverReadsTheErrorOutput()

@@ -53,6 +53,11 @@ QList<QStringList> FlashingTool::runs() const
     return runs;
 }
 
+bool FlashingTool::hasLeft(const QString &name) const
+{
+    return QFile::exists(m_folder.filePath(name));
+}
+
 void FlashingTool::release() const
 {
     QFile file(m_folder.filePath("released"));

@@ -13,13 +13,16 @@
 class FlashingTool
 {
 public:
-    /** @p script is what it does; "await" in it waits for release(). */
+    /** @p script is what it does; "await" in it waits for release(), "$folder" is its own. */
     explicit FlashingTool(const QByteArray &script);
     ~FlashingTool();
     Q_DISABLE_COPY(FlashingTool)
 
     /** Returns the arguments of each run so far. */
     QList<QStringList> runs() const;
+
+    /** Returns whether a run has left a file of that name in "$folder". */
+    bool hasLeft(const QString &name) const;
 
     /** Lets a run that waits go on. */
     void release() const;

@@ -1,0 +1,56 @@
+#include "screen.h"
+
+#include <QtGlobal>
+
+Screen::Screen()
+{
+    // Without -noreset it forgets the resolution as soon as its last client has gone.
+    m_server.start(
+        "Xvfb",
+        {"-displayfd", "1", "-screen", "0", "1600x1200x24", "-noreset", "-nolisten", "tcp"});
+    while (m_server.waitForReadyRead() && !m_server.canReadLine()) {
+    }
+    const QByteArray number = m_server.readLine().trimmed();
+    if (number.isEmpty())
+        qFatal("Xvfb: %s", qPrintable(m_server.errorString()));
+    m_display = ':' + QString::fromLatin1(number);
+}
+
+Screen::~Screen()
+{
+    m_server.terminate();
+    m_server.waitForFinished();
+}
+
+QProcessEnvironment Screen::environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("DISPLAY", m_display);
+    environment.insert("QT_QPA_PLATFORM", "xcb");
+    return environment;
+}
+
+void Screen::setResolution(int dotsPerInch) const
+{
+    const QByteArray resource = "Xft.dpi: " + QByteArray::number(dotsPerInch) + '\n';
+    if (!run("xrdb", {"-nocpp", "-load", "-"}, resource))
+        qFatal("xrdb cannot set the resolution");
+}
+
+bool Screen::shows(const QString &title) const
+{
+    return run("xdotool", {"search", "--onlyvisible", "--name", '^' + title + '$'});
+}
+
+bool Screen::run(const QString &program, const QStringList &arguments,
+                 const QByteArray &input) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished())
+        qFatal("%s: %s", qPrintable(program), qPrintable(process.errorString()));
+    return process.exitCode() == 0;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+
+/**
+ * A real X server without a monitor, for the processes that are given its name. It has no
+ * window manager. Ends with the object.
+ */
+class Screen
+{
+public:
+    /** Ends the test program (qFatal) when the server does not come up. */
+    Screen();
+    ~Screen();
+    Q_DISABLE_COPY(Screen)
+
+    /** Returns the environment of this process, with this server as the display. */
+    QProcessEnvironment environment() const;
+
+    /** Sets the resolution that a desktop would give its programs. */
+    void setResolution(int dotsPerInch) const;
+
+    /** Returns whether a window of that title can be seen. */
+    bool shows(const QString &title) const;
+
+private:
+    bool run(const QString &program, const QStringList &arguments,
+             const QByteArray &input = QByteArray()) const;
+
+    QProcess m_server;
+    QString m_display;
+};
