@@ -12,6 +12,7 @@
 #include <QStyleOptionButton>
 #include <QStyleOptionGroupBox>
 #include <QTextDocumentFragment>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
@@ -158,7 +159,7 @@ void TrialForm::show(const QFont &font)
 
 QFont TrialForm::condensed(QFont font)
 {
-    double stretch = QFont::Unstretched;
+    double stretch = font.stretch() != QFont::AnyStretch ? font.stretch() : QFont::Unstretched;
     for (show(font); stretch > narrowestStretch; show(font)) {
         double share = 1;
         for (const Place &place : places()) {
@@ -211,6 +212,40 @@ void adaptFont(TrialForm *form)
         QApplication::setFont(font);
 }
 
+void adapt()
+{
+    TrialForm form;
+    adaptPalette(form);
+    adaptFont(&form);
+}
+
+/** Adapts anew when the desktop changes its font or colours; some do so just after the start. */
+class DesktopWatcher : public QObject
+{
+public:
+    using QObject::QObject;
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    bool m_isAdapting = false;
+};
+
+bool DesktopWatcher::eventFilter(QObject *watched, QEvent *event)
+{
+    const bool isChange = event->type() == QEvent::ApplicationFontChange
+        || event->type() == QEvent::ApplicationPaletteChange;
+    if (isChange && !m_isAdapting) {
+        m_isAdapting = true;
+        // Once all widgets know of the change.
+        QTimer::singleShot(0, this, [this] {
+            adapt();
+            m_isAdapting = false;
+        });
+    }
+    return QObject::eventFilter(watched, event);
+}
+
 } // namespace
 
 void Appearance::scaleWithTheScreen()
@@ -222,7 +257,6 @@ void Appearance::scaleWithTheScreen()
 
 void Appearance::adaptToTheForm()
 {
-    TrialForm form;
-    adaptPalette(form);
-    adaptFont(&form);
+    adapt();
+    qApp->installEventFilter(new DesktopWatcher(qApp));
 }

@@ -14,7 +14,8 @@ namespace Appearance {
 void scaleWithTheScreen();
 
 /**
- * Adapts the application's palette and font to the form, before its window is built.
+ * Adapts the application's palette and font to the form, before its window is built and
+ * whenever the desktop changes them later. To be called once.
  *
  * Where the desktop's texts cannot be read on the form's backgrounds, the palette
  * becomes a light one of the style. Where a text of the form would be cut, the font is

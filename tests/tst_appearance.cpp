@@ -3,6 +3,7 @@
 #include "text_cuts.h"
 
 #include <QFontDatabase>
+#include <QLabel>
 #include <QTextBrowser>
 #include <QtTest>
 
@@ -61,6 +62,7 @@ private slots:
     void aFontThatFitsStaysAsItIs();
     void aFontThatIsTooWideIsCondensed();
     void aFontThatIsTooHighGivesWayToAnother();
+    void followsTheDesktop();
     void textsAreReadable_data();
     void textsAreReadable();
     void aLightDesktopKeepsItsColours();
@@ -140,6 +142,21 @@ void AppearanceTest::aFontThatIsTooHighGivesWayToAnother()
     Appearance::adaptToTheForm();
 
     QCOMPARE(QApplication::font().family(), QString("Liberation Sans"));
+}
+
+void AppearanceTest::followsTheDesktop()
+{
+    Appearance::adaptToTheForm();
+    MainWindow window;
+
+    QApplication::setFont(QFont("DejaVu Sans", 12));
+    QApplication::setPalette(darkPalette());
+
+    const QLabel *label = window.findChild<QLabel *>("label_2");
+    QTRY_VERIFY(label->sizeHint().width() <= label->width());
+    QCOMPARE(label->font().pointSize(), 12);
+    QTRY_VERIFY(contrast(label->palette(), QPalette::Active, QPalette::WindowText, QPalette::Window)
+                >= readable);
 }
 
 void AppearanceTest::textsAreReadable_data()
