@@ -107,7 +107,7 @@ void MainWindow::finishInstallation()
     if (!flasherProcess || flasherProcess->state() == QProcess::NotRunning)
         return;
     hide();
-    // The event loop has ended: nothing else brings this to the screen.
+    // The event loop has ended, and nothing else would tell a Wayland desktop.
     QGuiApplication::sync();
     FlashingProcess::letFinish(flasherProcess, installationPatienceMs);
 }
