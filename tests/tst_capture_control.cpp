@@ -73,6 +73,20 @@ public:
     QComboBox *channelSelect;
 };
 
+/** Notes the widgets that are enabled, disabled or coloured, in order. */
+class ChangeOrder : public QObject
+{
+public:
+    bool eventFilter(QObject *widget, QEvent *event) override
+    {
+        if (event->type() == QEvent::EnabledChange || event->type() == QEvent::PaletteChange)
+            names.append(widget->objectName());
+        return false;
+    }
+
+    QStringList names;
+};
+
 class CaptureControlTest : public QObject
 {
     Q_OBJECT
@@ -84,6 +98,7 @@ private slots:
     void stoppingSendsTheIdleCommand();
     void startSetsTheDestination_data();
     void startSetsTheDestination();
+    void stoppingTurnsTheButtonsBeforeItJudgesTheAddress();
     void stoppingKeepsTheDestination();
     void stoppingLeavesARedFieldRed();
     void stoppingWhitensACorrectedField();
@@ -183,6 +198,21 @@ void CaptureControlTest::startSetsTheDestination()
     QCOMPARE(Connection::host.toString(), host);
     QCOMPARE(test.addressColor(), color);
     test.click("OffBtn");
+}
+
+void CaptureControlTest::stoppingTurnsTheButtonsBeforeItJudgesTheAddress()
+{
+    const ConnectedWindow test(m_device.get());
+    test.address->setText("nonsense");
+    test.click("OnBtn");
+    test.address->setText("127.0.0.3");
+    ChangeOrder order;
+    for (const char *name : {"channelSelect", "OnBtn", "OffBtn", "remoteIpInput"})
+        test.find<QWidget>(name)->installEventFilter(&order);
+
+    test.click("OffBtn");
+
+    QCOMPARE(order.names, QStringList({"channelSelect", "OnBtn", "OffBtn", "remoteIpInput"}));
 }
 
 void CaptureControlTest::stoppingKeepsTheDestination()
