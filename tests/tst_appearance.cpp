@@ -39,12 +39,12 @@ double contrast(const QPalette &palette, QPalette::ColorGroup group, QPalette::C
 /** The dark scheme of a widely used configuration tool. */
 QPalette darkPalette()
 {
-    QPalette palette(QColor("#3f3f3f"), QColor("#222020"));
+    QPalette palette(QColor(0x3f, 0x3f, 0x3f), QColor(0x22, 0x20, 0x20));
     palette.setColor(QPalette::WindowText, Qt::white);
     palette.setColor(QPalette::ButtonText, Qt::white);
     palette.setColor(QPalette::Text, Qt::white);
-    palette.setColor(QPalette::Base, QColor("#2b2b2b"));
-    palette.setColor(QPalette::Link, QColor("#55aaff"));
+    palette.setColor(QPalette::Base, QColor(0x2b, 0x2b, 0x2b));
+    palette.setColor(QPalette::Link, QColor(0x55, 0xaa, 0xff));
     return palette;
 }
 
@@ -207,8 +207,8 @@ void AppearanceTest::textsAreReadable()
 void AppearanceTest::aLightDesktopKeepsItsColours()
 {
     QPalette light = m_palette;
-    light.setColor(QPalette::Highlight, QColor("#3daee9"));
-    light.setColor(QPalette::WindowText, QColor("#232629"));
+    light.setColor(QPalette::Highlight, QColor(0x3d, 0xae, 0xe9));
+    light.setColor(QPalette::WindowText, QColor(0x23, 0x26, 0x29));
     QApplication::setPalette(light);
 
     Appearance::adaptToTheForm();

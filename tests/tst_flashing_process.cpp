@@ -39,6 +39,8 @@ private slots:
 
 private:
     static void start(QProcess *process);
+
+    QByteArray m_output;
 };
 
 void FlashingProcessTest::initTestCase()
@@ -63,9 +65,8 @@ void FlashingProcessTest::readsOnUntilTheToolHasEnded()
     const FlashingTool tool("sleep 0.3; head -c 300000 /dev/zero; head -c 300000 /dev/zero >&2");
     QObject owner;
     auto *process = new FlashingProcess(&owner);
-    QByteArray output;
-    QObject::connect(process, &QProcess::readyReadStandardOutput, process,
-                     [&] { output += process->readAllStandardOutput(); });
+    connect(process, &QProcess::readyReadStandardOutput, this,
+            [this, process] { m_output += process->readAllStandardOutput(); });
     const QSignalSpy ends(process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished));
     start(process);
 
@@ -73,7 +74,7 @@ void FlashingProcessTest::readsOnUntilTheToolHasEnded()
 
     QCOMPARE(ends.size(), 1);
     QCOMPARE(process->exitStatus(), QProcess::NormalExit);
-    QCOMPARE(output.size(), 300000);
+    QCOMPARE(m_output.size(), 300000);
     QCOMPARE(process->parent(), &owner);
     QCOMPARE(signalsSent, 0);
 }

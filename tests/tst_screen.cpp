@@ -13,8 +13,6 @@
 #include <QTimer>
 #include <QtTest>
 
-#include <functional>
-
 /** The program's main(), built under another name beside the test's own. */
 int fennixMain(int argc, char *argv[]);
 
@@ -79,10 +77,17 @@ void chooseQuit(MainWindow *window)
     menus.constFirst()->actions().constFirst()->trigger();
 }
 
-using User = std::function<void(MainWindow *)>;
+using User = void (*)(MainWindow *);
 
-/** What a process of this program does as the user of the window; none in the test itself. */
+/** What a process of this program does as the user of the window; null in the test itself. */
 User user;
+
+User userNamed(const QByteArray &name)
+{
+    const QMap<QByteArray, User> users = {
+        {"look", look}, {"close", closeTheWindow}, {"key", pressControlQ}, {"menu", chooseQuit}};
+    return users.value(name);
+}
 
 void letTheUserIn()
 {
@@ -115,7 +120,7 @@ private slots:
     void quittingLetsAnInstallationFinish();
 
 private:
-    static void start(QProcess *program, const QString &user);
+    static void start(QProcess *program, const QString &userName);
 
     const Simulator::MockedMachine m_machine;
     const Screen m_screen;
@@ -126,10 +131,10 @@ void ScreenTest::initTestCase()
     PrivateSystem::require();
 }
 
-void ScreenTest::start(QProcess *program, const QString &user)
+void ScreenTest::start(QProcess *program, const QString &userName)
 {
     program->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    program->start(QCoreApplication::applicationFilePath(), {user});
+    program->start(QCoreApplication::applicationFilePath(), {userName});
 }
 
 void ScreenTest::everythingScalesTogether_data()
@@ -212,9 +217,7 @@ void ScreenTest::quittingLetsAnInstallationFinish()
 
 int main(int argc, char *argv[])
 {
-    const QMap<QString, User> users = {
-        {"look", look}, {"close", closeTheWindow}, {"key", pressControlQ}, {"menu", chooseQuit}};
-    user = argc == 2 ? users.value(argv[1]) : User();
+    user = argc == 2 ? userNamed(argv[1]) : nullptr;
     return user ? fennixMain(1, argv) : runInPrivateSystem<ScreenTest>(argc, argv);
 }
 
