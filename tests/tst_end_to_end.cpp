@@ -60,7 +60,6 @@ class EndToEndTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void init();
     void cleanup();
     void everyFrameReachesTheAnalyser_data();
@@ -77,18 +76,6 @@ private:
     std::unique_ptr<MockedMachine> m_machine;
     std::unique_ptr<TsharkCapture> m_tshark;
 };
-
-void EndToEndTest::initTestCase()
-{
-    QString error;
-    if (TsharkCapture().start(&error))
-        return;
-    if (qEnvironmentVariableIsSet("CI"))
-        QFAIL(qPrintable("tshark cannot capture: " + error));
-    QSKIP(qPrintable("tshark cannot capture on this machine; be root or a member of the group "
-                     "wireshark: "
-                     + error));
-}
 
 void EndToEndTest::init()
 {

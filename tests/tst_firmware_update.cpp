@@ -1,7 +1,6 @@
 #include "flashing_tool.h"
 #include "message_capture.h"
 #include "mocked_machine.h"
-#include "private_system.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
 
@@ -83,7 +82,6 @@ class FirmwareUpdateTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void init();
     void cleanup();
     void silentFirmwareLeadsToTheInstallation();
@@ -112,11 +110,6 @@ private:
     std::unique_ptr<MockedMachine> m_machine;
     std::unique_ptr<FirmwareDirectory> m_firmware;
 };
-
-void FirmwareUpdateTest::initTestCase()
-{
-    PrivateSystem::require();
-}
 
 void FirmwareUpdateTest::init()
 {
@@ -481,9 +474,6 @@ void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
     QCOMPARE(test.status->text(), QString(installing));
 }
 
-int main(int argc, char *argv[])
-{
-    return runInPrivateSystem<FirmwareUpdateTest>(argc, argv);
-}
+QTEST_MAIN(FirmwareUpdateTest)
 
 #include "tst_firmware_update.moc"

@@ -1,7 +1,6 @@
 #include "flashing_tool.h"
 #include "mainwindow.h"
 #include "mocked_machine.h"
-#include "private_system.h"
 #include "screen.h"
 #include "text_cuts.h"
 
@@ -112,7 +111,6 @@ class ScreenTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void everythingScalesTogether_data();
     void everythingScalesTogether();
     void theUsersOwnScalingGoesBefore();
@@ -125,11 +123,6 @@ private:
     const Simulator::MockedMachine m_machine;
     const Screen m_screen;
 };
-
-void ScreenTest::initTestCase()
-{
-    PrivateSystem::require();
-}
 
 void ScreenTest::start(QProcess *program, const QString &userName)
 {
@@ -218,7 +211,11 @@ void ScreenTest::quittingLetsAnInstallationFinish()
 int main(int argc, char *argv[])
 {
     user = argc == 2 ? userNamed(argv[1]) : nullptr;
-    return user ? fennixMain(1, argv) : runInPrivateSystem<ScreenTest>(argc, argv);
+    if (user)
+        return fennixMain(1, argv);
+    const QCoreApplication application(argc, argv);
+    ScreenTest test;
+    return QTest::qExec(&test, argc, argv);
 }
 
 #include "tst_screen.moc"

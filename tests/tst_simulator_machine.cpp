@@ -169,8 +169,6 @@ void SimulatorMachineTest::pluggedPortOpensWithoutErrors()
     qRegisterMetaType<QSerialPort::SerialPortError>();
     MockedMachine machine;
     SimulatedDevice device {SimulatedDevice::Settings()};
-    // The lock file of a node's name is shared by the whole machine: nodes that are
-    // opened have names that no real port or other test uses.
     QSerialPort port(machine.plugIn(Kind::Mirzel, QStringLiteral("ttySIM0"), device.portPath()));
     port.setBaudRate(QSerialPort::Baud38400);
     QSignalSpy errors(&port, &QSerialPort::errorOccurred);

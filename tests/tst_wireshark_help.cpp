@@ -1,7 +1,6 @@
 #include "log_capture.h"
 #include "mainwindow.h"
 #include "mocked_machine.h"
-#include "private_system.h"
 #include "window_under_test.h"
 
 #include <QDesktopServices>
@@ -11,6 +10,11 @@
 #include <QTextBlock>
 #include <QTextBrowser>
 #include <QtTest>
+
+#include <cerrno>
+#include <cstring>
+
+#include <sched.h>
 
 using Simulator::MockedMachine;
 
@@ -32,6 +36,13 @@ Commands runningInterface(const QString &name, const QStringList &addresses)
     return commands;
 }
 
+/** Replaces the network by a new one, which has no interface but a loopback that is down. */
+void renewNetwork()
+{
+    if (unshare(CLONE_NEWNET) != 0)
+        qFatal("no further network: %s", strerror(errno));
+}
+
 void run(const Commands &commands)
 {
     for (const QString &command : commands) {
@@ -49,7 +60,6 @@ class WiresharkHelpTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void guessesTheLocalAddress_data();
     void guessesTheLocalAddress();
     void logsEveryInterfaceThatQualifies();
@@ -65,11 +75,6 @@ private:
     MockedMachine m_machine;
     QList<QUrl> m_opened;
 };
-
-void WiresharkHelpTest::initTestCase()
-{
-    PrivateSystem::require();
-}
 
 void WiresharkHelpTest::guessesTheLocalAddress_data()
 {
@@ -118,7 +123,7 @@ void WiresharkHelpTest::guessesTheLocalAddress()
 {
     QFETCH(QStringList, commands);
     QFETCH(QString, address);
-    PrivateSystem::renewNetwork();
+    renewNetwork();
     run(commands);
 
     const MainWindow window;
@@ -128,7 +133,7 @@ void WiresharkHelpTest::guessesTheLocalAddress()
 
 void WiresharkHelpTest::logsEveryInterfaceThatQualifies()
 {
-    PrivateSystem::renewNetwork();
+    renewNetwork();
     run({"link set lo up"});
     run(runningInterface("tun0", {"10.8.0.2/24"}));
     run(runningInterface("first", {"127.0.0.2/8"}));
@@ -228,9 +233,6 @@ void WiresharkHelpTest::addsNothingToTheWindowsInstructions()
     QCOMPARE(guess.text(), QString("    "));
 }
 
-int main(int argc, char *argv[])
-{
-    return runInPrivateSystem<WiresharkHelpTest>(argc, argv);
-}
+QTEST_MAIN(WiresharkHelpTest)
 
 #include "tst_wireshark_help.moc"

@@ -64,6 +64,12 @@ void FlashingTool::release() const
     created(&file);
 }
 
+FirmwareDirectory::FirmwareDirectory()
+{
+    if (!qEnvironmentVariableIsSet("FENNIX_TEST_IS_ALONE"))
+        qFatal("the test changes /usr/share; start it by tests/support/run-alone");
+}
+
 FirmwareDirectory::~FirmwareDirectory()
 {
     QDir(firmwareDirectory).removeRecursively();

@@ -34,12 +34,13 @@ private:
 
 /**
  * The directory that the program takes firmware from: missing until something is
- * added, and taken away with the object. For a process with its own /usr/share.
+ * added, and taken away with the object. For a process with its own /usr/share;
+ * ends any other one.
  */
 class FirmwareDirectory
 {
 public:
-    FirmwareDirectory() = default;
+    FirmwareDirectory();
     ~FirmwareDirectory();
     Q_DISABLE_COPY(FirmwareDirectory)
 
