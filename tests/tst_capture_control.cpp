@@ -301,8 +301,8 @@ void CaptureControlTest::theReportedChannelIsNotSentBack()
 
     test.report("11");
 
-    QTest::qWait(50);
-    QCOMPARE(m_device->received(), QByteArray("\nidle\n\nparms\n"));
+    test.click("OnBtn");
+    QCOMPARE(test.received("\nsniff\n"), QByteArray("\nidle\n\nparms\n\nsniff\n"));
     QCOMPARE(test.channelSelect->currentText(), QString("11"));
 }
 
@@ -324,8 +324,8 @@ void CaptureControlTest::aReportOutsideTheListChangesNothing()
     test.report("27");
     test.report("x1");
 
-    QTest::qWait(50);
-    QCOMPARE(m_device->received(), QByteArray("\nidle\n\nparms\n"));
+    test.click("OnBtn");
+    QCOMPARE(test.received("\nsniff\n"), QByteArray("\nidle\n\nparms\n\nsniff\n"));
     QCOMPARE(test.channelSelect->currentText(), QString("11"));
 }
 

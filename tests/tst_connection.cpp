@@ -9,13 +9,21 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <algorithm>
+
 Q_DECLARE_METATYPE(std::vector<QString>)
 
 namespace {
 
 constexpr int noFirmwareTimeoutMs = 300;
-/** Long enough for a timer of the connection that should not have fired. */
-constexpr int patienceMs = 2 * noFirmwareTimeoutMs;
+
+/** Returns how many probes of @p connection have not ended. */
+int armedProbes(const Connection &connection)
+{
+    const QList<QTimer *> timers = connection.findChildren<QTimer *>();
+    return static_cast<int>(std::count_if(timers.begin(), timers.end(),
+                                          [](const QTimer *timer) { return timer->isActive(); }));
+}
 
 /** Finds the port of a connection through the notifier that watches its descriptor. */
 class PortFinder : public QObject
@@ -162,8 +170,7 @@ void ConnectionTest::openingAMissingPortFails()
                                         "Connection error"};
     QCOMPARE(link.log.messages(), expected);
     QCOMPARE(link.disconnected.count(), 1);
-    QTest::qWait(patienceMs);
-    QCOMPARE(link.firmwarePages.count(), 0);
+    QCOMPARE(armedProbes(link.connection), 0);
 }
 
 void ConnectionTest::closingAClosedPortWritesNothing()
@@ -177,8 +184,8 @@ void ConnectionTest::closingAClosedPortWritesNothing()
     link.connection.closeSerialPort();
 
     QCOMPARE(link.log.messages().size(), logged);
-    QTest::qWait(50);
-    QCOMPARE(link.device.received(), QByteArray("\nidle\n"));
+    QVERIFY(link.connection.openSerialPort(link.device.portPath()));
+    QVERIFY(link.deviceReceives("\nidle\n\nidle\n\nparms\n"));
 }
 
 void ConnectionTest::closingWritesTheIdleCommand()
@@ -202,7 +209,7 @@ void ConnectionTest::closingABrokenLineIsOneDisconnect()
     // The event loop has not seen the hang-up yet: the flush meets it first.
     link.connection.closeSerialPort();
 
-    QTest::qWait(50);
+    QCoreApplication::processEvents();
     QCOMPARE(link.log.messages().count("Disconnected"), 1);
     QCOMPARE(link.log.messages().constLast(), QByteArray("Disconnected"));
     QCOMPARE(link.disconnected.count(), 0);
@@ -216,7 +223,7 @@ void ConnectionTest::aHangUpIsOneDisconnect()
     link.device.hangUp();
 
     QTRY_COMPARE(link.disconnected.count(), 1);
-    QTest::qWait(50);
+    QCoreApplication::processEvents();
     QCOMPARE(link.disconnected.count(), 1);
     const QList<QByteArray> messages = link.log.messages().mid(3);
     QCOMPARE(messages.size(), 2);
@@ -368,6 +375,7 @@ void ConnectionTest::silentDeviceLeadsToAFirmwarePage()
     QElapsedTimer sinceOpening;
     sinceOpening.start();
     QVERIFY(link.open());
+    link.probe.release();
 
     QTRY_COMPARE(link.firmwarePages.count() + link.severalDevicesPages.count(), 1);
 
@@ -387,10 +395,9 @@ void ConnectionTest::theChannelReportDisarmsTheProbe()
     // The first byte after the tag is proof enough.
     link.device.send("HAN: 1");
 
-    QTest::qWait(patienceMs);
+    QTRY_VERIFY(link.connection.findChildren<QTimer *>().isEmpty());
     QCOMPARE(link.firmwarePages.count(), 0);
     QCOMPARE(link.log.messages().count("Disconnected"), 0);
-    QVERIFY(link.connection.findChildren<QTimer *>().isEmpty());
 }
 
 void ConnectionTest::anEarlierProbeStaysArmed()
@@ -399,20 +406,22 @@ void ConnectionTest::anEarlierProbeStaysArmed()
     QVERIFY(link.open());
     link.connection.closeSerialPort();
     QVERIFY(link.connection.openSerialPort(link.device.portPath()));
+    link.probe.release();
 
     QTRY_COMPARE(link.firmwarePages.count(), 2);
 
-    QTest::qWait(patienceMs);
-    QCOMPARE(link.firmwarePages.count(), 2);
+    QCOMPARE(armedProbes(link.connection), 0);
 }
 
 void ConnectionTest::anotherPortHasAProbeOfItsOwn()
 {
     DeviceLink link;
-    const DeviceLink other;
+    DeviceLink other;
     QVERIFY(link.open());
     link.connection.closeSerialPort();
     QVERIFY(link.connection.openSerialPort(other.device.portPath()));
+    link.probe.release();
+    other.probe.release();
 
     QTRY_COMPARE(link.firmwarePages.count(), 2);
     QCOMPARE(other.firmwarePages.count(), 0);
@@ -429,9 +438,10 @@ void ConnectionTest::theReportDisarmsOnlyTheNewerProbe()
     link.device.send("HAN: 11\n");
 
     QTRY_COMPARE(link.channels.count(), 1);
+    QCOMPARE(armedProbes(link.connection), 1);
+    link.probe.release();
     QTRY_COMPARE(link.firmwarePages.count(), 1);
-    QTest::qWait(patienceMs);
-    QCOMPARE(link.firmwarePages.count(), 1);
+    QCOMPARE(armedProbes(link.connection), 0);
 }
 
 void ConnectionTest::closingDoesNotDisarmTheProbe()
@@ -439,6 +449,7 @@ void ConnectionTest::closingDoesNotDisarmTheProbe()
     DeviceLink link;
     QVERIFY(link.open());
     link.connection.closeSerialPort();
+    link.probe.release();
 
     QTRY_COMPARE(link.firmwarePages.count(), 1);
 

@@ -5,6 +5,7 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QTimer>
 #include <QtTest>
 
 #include <vector>
@@ -16,7 +17,6 @@ using Simulator::SimulatedDevice;
 namespace {
 
 constexpr char greeting[] = "\nidle\n\nparms\n";
-constexpr int comPortDelayMs = 400;
 
 /** Finds the connection of the window that is built next, by the child that it gets. */
 class LinkFinder : public QObject
@@ -116,7 +116,9 @@ void DeviceRetryTest::aRetryWithoutPortsShowsAnError()
              QString("Error: Connection not possible"));
     QCOMPARE(test.page(), QByteArray("pageConnected"));
     // The retry has stopped the timer that shows the port.
-    QTest::qWait(2 * comPortDelayMs);
+    const QList<QTimer *> timers = test.window.findChildren<QTimer *>();
+    for (const QTimer *timer : timers)
+        QVERIFY(!timer->isActive());
     QCOMPARE(test.find<QLabel>("label_com_port")->text(), QString("Connecting..."));
     test.click("devDisconnectButton");
 }

@@ -379,7 +379,6 @@ void DeviceWorkflowTest::disconnectingDoesNotStopThePortTimer()
     const WindowUnderTest test;
     const auto *label = test.find<QLabel>("label_com_port");
     test.click("devConnectButton");
-    QTRY_COMPARE(device.received(), QByteArray(greeting));
 
     test.click("devDisconnectButton");
 
@@ -393,7 +392,8 @@ void DeviceWorkflowTest::disconnectingDoesNotStopTheProbe()
     settings.firmware = SimulatedDevice::Firmware::Silent;
     const SimulatedDevice device(settings);
     plugIn(device, "ttyUSB0");
-    const WindowUnderTest test;
+    WindowUnderTest test;
+    test.probe.release();
     test.click("devConnectButton");
 
     test.click("devDisconnectButton");
@@ -463,7 +463,7 @@ void DeviceWorkflowTest::pollsWhileNoDeviceIsThere()
     QCOMPARE(activeIntervals(test.window), QList<int>({deviceCountPollMs}));
     plugIn(device, "ttyUSB0");
 
-    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 2000);
+    QTRY_VERIFY(button->isEnabled());
 }
 
 QTEST_MAIN(DeviceWorkflowTest)

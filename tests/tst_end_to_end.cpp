@@ -21,7 +21,8 @@ using Kind = MockedMachine::Kind;
 namespace {
 
 constexpr int longestAcknowledgement = 5;
-constexpr int replayTimeoutMs = 60000;
+/** What a replay at the line's rate and a slow tshark may take together. */
+constexpr int captureTimeoutMs = 60000;
 
 /** Well-formed traffic, then frames of every length that a radio sends. */
 QVector<QByteArray> framesOfEveryLength()
@@ -130,7 +131,7 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
 
     startCapture(test, channel);
 
-    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), frames.size(), replayTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), frames.size(), captureTimeoutMs);
     const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
     const quint32 first = packets.first().sequenceNumber;
     for (int i = 0; i < frames.size(); ++i) {
@@ -156,7 +157,7 @@ void EndToEndTest::aRestartOfTheFirmwareResumes()
     m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
     const WindowUnderTest test;
     startCapture(test);
-    QTRY_VERIFY(m_tshark->packets().size() >= 3);
+    QTRY_VERIFY_WITH_TIMEOUT(m_tshark->packets().size() >= 3, captureTimeoutMs);
 
     device.restart();
     QTRY_VERIFY(!device.isSniffing());
@@ -167,7 +168,7 @@ void EndToEndTest::aRestartOfTheFirmwareResumes()
     QTRY_VERIFY(!device.isSniffing());
 
     // The half record is lost, every complete one has arrived.
-    QTRY_COMPARE(m_tshark->packets().size(), device.framesSent());
+    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), device.framesSent(), captureTimeoutMs);
     QCOMPARE(test.log.messages().count("[warning] watchdog"), 1);
     const QVector<QByteArray> frames = Traffic::builtIn().frames();
     const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
@@ -189,7 +190,7 @@ void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
     const QByteArray frame = Traffic::builtIn().frames().last();
     const QByteArray record = SimulatedDevice::frameRecord(frame);
     device.send("HAN: 11\n" + record + record.left(record.size() / 2));
-    QTRY_COMPARE(m_tshark->packets().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), 1, captureTimeoutMs);
 
     m_machine->unplug("ttyUSB0");
     device.hangUp();
@@ -204,7 +205,7 @@ void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
     m_machine->plugIn(Kind::Mirzel, "ttyUSB0", again.portPath());
     test.click("refreshComButton");
     startCapture(test);
-    QTRY_VERIFY(m_tshark->packets().size() >= 3);
+    QTRY_VERIFY_WITH_TIMEOUT(m_tshark->packets().size() >= 3, captureTimeoutMs);
     test.click("devDisconnectButton");
 }
 

@@ -11,6 +11,8 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 
 using Kind = Simulator::MockedMachine::Kind;
@@ -62,6 +64,15 @@ public:
     QPushButton *installButton;
     QPushButton *backButton;
 };
+
+QList<QTimer *> runningTimers(const MainWindow &window)
+{
+    QList<QTimer *> running;
+    const QList<QTimer *> timers = window.findChildren<QTimer *>();
+    std::copy_if(timers.begin(), timers.end(), std::back_inserter(running),
+                 [](const QTimer *timer) { return timer->isActive(); });
+    return running;
+}
 
 QStringList printed(const MessageCapture &messages)
 {
@@ -128,7 +139,8 @@ void FirmwareUpdateTest::silentFirmwareLeadsToTheInstallation()
 {
     const SimulatedDevice device(deviceWith(SimulatedDevice::Firmware::Silent));
     m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
-    const WindowUnderTest test;
+    WindowUnderTest test;
+    test.probe.release();
     test.click("devConnectButton");
     QCOMPARE(test.page(), QByteArray("pageConnected"));
 
@@ -160,27 +172,25 @@ void FirmwareUpdateTest::severalDevicesLeadToTheirOwnPage()
     const SimulatedDevice second({});
     m_machine->plugIn(Kind::Mirzel, "ttyUSB0", first.portPath());
     m_machine->plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
-    const WindowUnderTest test;
+    WindowUnderTest test;
+    test.probe.release();
     const auto *button = test.find<QPushButton>("continueBtn");
     test.click("devConnectButton");
 
     QTRY_COMPARE(test.page(), QByteArray("pageNoFirmwareTooManyDev"));
     QVERIFY(!button->isEnabled());
     // The poll goes on for as long as there are two.
-    QTest::qWait(1200);
+    QTRY_COMPARE(runningTimers(test.window).size(), 1);
+    QSignalSpy polls(runningTimers(test.window).constFirst(), &QTimer::timeout);
+    QTRY_VERIFY(polls.count() >= 2);
     QVERIFY(!button->isEnabled());
 
     m_machine->unplug("ttyUSB1");
-    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 2000);
+    QTRY_VERIFY(button->isEnabled());
     QCOMPARE(MainWindow::numberOfDevices, 1);
 
     // Nothing counts the devices any more, and the button stays as it is.
-    const QList<QTimer *> timers = test.window.findChildren<QTimer *>();
-    for (const QTimer *timer : timers)
-        QVERIFY(!timer->isActive());
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
-    QTest::qWait(1200);
-    QVERIFY(button->isEnabled());
+    QVERIFY(runningTimers(test.window).isEmpty());
 
     test.click("continueBtn");
     QCOMPARE(test.page(), QByteArray("pageNoFirmware"));
@@ -467,7 +477,9 @@ void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
     const FirmwareWindow test("Mirzel");
 
     test.click("installFwBtn");
-    QTest::qWait(200);
+    const auto *child = test.window.findChild<QProcess *>();
+    QTRY_COMPARE(child->state(), QProcess::NotRunning);
+    QCOMPARE(child->error(), QProcess::FailedToStart);
     qputenv("PATH", path);
 
     QVERIFY(test.isInstalling());

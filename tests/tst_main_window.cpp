@@ -1,4 +1,5 @@
 #include "connection.h"
+#include "message_capture.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
@@ -313,13 +314,14 @@ void MainWindowTest::leavesTheConnectionOpen()
     m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
     {
         const WindowUnderTest test;
-        test.click("devConnectButton");
-        QTRY_COMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
+        test.connectToDevice();
         QVERIFY(!test.window.findChild<Connection *>());
     }
 
-    // Only the end of the process closes the port.
-    QTest::qWait(50);
+    // Only the end of the process closes the port: the device can still talk to it.
+    const MessageCapture messages;
+    device.send("HAN: 12\n");
+    QTRY_VERIFY(messages.contains("set channel:  12"));
     QCOMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
     device.hangUp();
     m_machine.unplug("ttyUSB0");

@@ -323,6 +323,7 @@ void StreamParserTest::failureLeavesTheProbeArmed()
     QVERIFY(link.open());
     QVERIFY(link.feed("fail!"));
     QCOMPARE(link.firmwarePages.count(), 1);
+    link.probe.release();
 
     QTRY_COMPARE(link.firmwarePages.count(), 2);
 

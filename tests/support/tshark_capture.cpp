@@ -9,7 +9,7 @@ namespace {
 /** Sent until tshark shows it, since a capture takes a moment to begin. */
 constexpr char probe[] = "is anybody there?";
 
-constexpr int startTimeoutMs = 20000;
+constexpr int startTimeoutMs = 60000;
 
 enum Field { Payload, Protocols, Channel, SequenceNumber, Malformed, FieldCount };
 
@@ -51,6 +51,8 @@ TsharkCapture::TsharkCapture()
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove("LD_PRELOAD");
     environment.remove("UMOCKDEV_DIR");
+    // Nor are its user's preferences those of the test.
+    environment.insert("WIRESHARK_CONFIG_DIR", m_preferences.path());
     m_tshark.setProcessEnvironment(environment);
 }
 

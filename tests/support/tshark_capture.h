@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QVector>
 
 /**
@@ -36,6 +37,7 @@ public:
 private:
     void readLines();
 
+    QTemporaryDir m_preferences;
     QProcess m_tshark;
     QVector<Packet> m_packets;
     bool m_ready = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "held_probe.h"
 #include "log_capture.h"
 #include "mainwindow.h"
 
@@ -8,7 +9,10 @@
 class QAbstractButton;
 class QAction;
 
-/** The real window, shown, with its log; a test works it as a user would. */
+/**
+ * The real window, shown, with its log; a test works it as a user would. It waits for
+ * a device's channel report until the test releases the probe.
+ */
 class WindowUnderTest
 {
 public:
@@ -43,6 +47,7 @@ public:
     /** Runs a slot of the window as its connection would. */
     void call(const char *slot);
 
+    HeldProbe probe;
     MainWindow window;
     /** What the window has logged since it was built: main() switches the log on then, too. */
     LogCapture log;
