@@ -120,6 +120,9 @@ private slots:
     void hostThatReadsLateLosesNothing();
     void longMessageArrivesWhole();
     void lineRateIsNotExceeded();
+    void intervalSpacesTheFrames_data();
+    void intervalSpacesTheFrames();
+    void intervalDoesNotDelayTheNextStart();
     void idleEndsAtARecordBoundary();
     void commandsRightBeforeCloseArrive();
     void deviceWorksAgainAfterReopen();
@@ -321,6 +324,46 @@ void SimulatorTest::lineRateIsNotExceeded()
     QVERIFY(host.write("\nsniff\n"));
     QTRY_COMPARE(finished.size(), 1);
     QVERIFY(clock.elapsed() >= recordsOf(settings.traffic).size() * 10'000 / 38400);
+}
+
+void SimulatorTest::intervalSpacesTheFrames_data()
+{
+    QTest::addColumn<SimulatedDevice::Rate>("rate");
+
+    QTest::newRow("line") << SimulatedDevice::Rate::Line;
+    QTest::newRow("unthrottled") << SimulatedDevice::Rate::Unthrottled;
+}
+
+void SimulatorTest::intervalSpacesTheFrames()
+{
+    SimulatedDevice::Settings settings = fastSettings(SimulatedDevice::Repeat::Once);
+    QFETCH(SimulatedDevice::Rate, rate);
+    settings.rate = rate;
+    settings.interval = std::chrono::milliseconds(50);
+    settings.traffic = Traffic::fromFrames(Traffic::builtIn().frames().mid(0, 5));
+    SimulatedDevice device(settings);
+    QSignalSpy finished(&device, &SimulatedDevice::replayFinished);
+    Host host(device.portPath());
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(host.write("\nsniff\n"));
+    QTRY_COMPARE(finished.size(), 1);
+    QVERIFY(clock.elapsed() >= 4 * 50);
+    QTRY_COMPARE(host.received().toHex(), recordsOf(settings.traffic).toHex());
+}
+
+void SimulatorTest::intervalDoesNotDelayTheNextStart()
+{
+    SimulatedDevice::Settings settings;
+    settings.interval = std::chrono::minutes(1);
+    SimulatedDevice device(settings);
+    Host host(device.portPath());
+    for (int start = 1; start <= 2; ++start) {
+        QVERIFY(host.write("\nsniff\n"));
+        QTRY_COMPARE(device.framesSent(), start);
+        QVERIFY(host.write("\nidle\n"));
+        QTRY_VERIFY(!device.isSniffing());
+    }
 }
 
 void SimulatorTest::idleEndsAtARecordBoundary()

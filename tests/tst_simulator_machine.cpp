@@ -255,16 +255,31 @@ void SimulatorMachineTest::programRefusesWrongArguments_data()
                             << QByteArray("fennix-simulator: ") + message;
     };
     row("no command", "--once", 2, "no command to start; see --help\n");
-    row("unknown option", "--fast true", 2, "Unknown option 'fast'.\n");
-    row("unknown kind", "--device radio true", 2, "unknown kind of device 'radio'\n");
+    row("unknown option", "--fast true", 2, "Unknown option 'fast'. See --help.\n");
+    row("unknown kind", "--device radio true", 2,
+        "unknown kind of device 'radio'; there are mirzel, mirzel-without-ids, vostrel, "
+        "foreign-ftdi, foreign-acm\n");
     row("unknown device option", "--device mirzel:loud true", 2,
-        "unknown option 'loud' of device 'mirzel'\n");
+        "device 'mirzel': unknown option 'loud'; there are silent, failing, channel=N\n");
+    row("unknown option of a board", "--device vostrel:loud true", 2,
+        "device 'vostrel': unknown option 'loud'; there are silent, failing, channel=N, ttyAMA0, "
+        "ttyS0\n");
     row("node of another kind", "--device mirzel:ttyS0 true", 2,
-        "unknown option 'ttyS0' of device 'mirzel'\n");
-    row("no radio channel", "--device mirzel:channel=27 true", 2,
-        "unknown option 'channel=27' of device 'mirzel'\n");
+        "device 'mirzel': unknown option 'ttyS0'; there are silent, failing, channel=N\n");
+    row("channel too high", "--device mirzel:channel=27 true", 2,
+        "device 'mirzel': a channel is 11 to 26, not '27'\n");
+    row("channel too low", "--device vostrel:ttyS0,channel=10 true", 2,
+        "device 'vostrel': a channel is 11 to 26, not '10'\n");
+    row("channel without a number", "--device mirzel:channel= true", 2,
+        "device 'mirzel': a channel is 11 to 26, not ''\n");
+    row("no interval", "--interval 0 true", 2,
+        "--interval takes 1 to 60000 milliseconds, not '0'\n");
+    row("interval too long", "--interval 60001 true", 2,
+        "--interval takes 1 to 60000 milliseconds, not '60001'\n");
+    row("interval without a number", "--interval fast true", 2,
+        "--interval takes 1 to 60000 milliseconds, not 'fast'\n");
     row("node taken twice", "--device vostrel --device vostrel true", 2,
-        "two devices on node ttyAMA0\n");
+        "two devices on node ttyAMA0; a vostrel is on ttyAMA0 or ttyS0\n");
     row("alias of nothing", "--serial0 ttyS0 true", 2, "no device on node 'ttyS0' for --serial0\n");
     row("no capture", "--replay /none.pcap true", 1,
         "/none.pcap: cannot be read: No such file or directory\n");
@@ -367,12 +382,17 @@ void SimulatorMachineTest::programReportsControlLinesItCannotFollow_data()
     const auto row = [](const char *name, const char *line, const char *message) {
         QTest::newRow(name) << QByteArray(line) << QByteArray("fennix-simulator: ") + message;
     };
-    row("unknown word", "jump ttyUSB0", "unknown control line 'jump ttyUSB0'\n");
-    row("node missing", "unplug", "unknown control line 'unplug'\n");
-    row("word too many", "restart ttyUSB0 now", "unknown control line 'restart ttyUSB0 now'\n");
-    row("unknown node", "unplug ttyUSB9", "no device on node 'ttyUSB9'\n");
+    row("unknown word", "jump ttyUSB0",
+        "unknown control line 'jump ttyUSB0'; there are unplug, plug, restart, noise, hangup, "
+        "fail, flash\n");
+    row("node missing", "unplug", "'unplug' is not unplug NODE\n");
+    row("word too many", "restart ttyUSB0 now", "'restart ttyUSB0 now' is not restart NODE\n");
+    row("noise with a word too many", "noise ttyUSB0 5 6",
+        "'noise ttyUSB0 5 6' is not noise NODE [BYTES]\n");
+    row("unknown node", "unplug ttyUSB9", "no device on node 'ttyUSB9'; there are ttyUSB0\n");
     row("plugged in already", "plug ttyUSB0", "ttyUSB0 is already plugged in\n");
-    row("noise of no bytes", "noise ttyUSB0 none", "'none' is no number of bytes\n");
+    row("noise of no bytes", "noise ttyUSB0 none", "noise takes 1 to 100000 bytes, not 'none'\n");
+    row("too much noise", "noise ttyUSB0 100001", "noise takes 1 to 100000 bytes, not '100001'\n");
 }
 
 void SimulatorMachineTest::programReportsControlLinesItCannotFollow()

@@ -12,6 +12,7 @@ using Simulator::Traffic;
 namespace {
 
 constexpr int usageError = 2;
+constexpr int longestInterval = 60000;
 
 const char description[] =
     "Starts COMMAND on a mocked machine whose only serial ports are simulated devices.\n\n"
@@ -27,9 +28,10 @@ void declareOptions(QCommandLineParser *parser)
     parser->addVersionOption();
     parser->addOptions({
         {QStringLiteral("device"),
-         QStringLiteral("A device: mirzel (default), mirzel-without-ids, vostrel, foreign-ftdi or "
-                        "foreign-acm, with options after a colon, joined by commas: silent, "
-                        "failing, channel=N; for vostrel also ttyAMA0 or ttyS0. May be repeated."),
+         QStringLiteral(
+             "A device: mirzel (default), mirzel-without-ids, vostrel, foreign-ftdi or "
+             "foreign-acm, with options after a colon, joined by commas: silent, "
+             "failing, channel=N (11 to 26); for vostrel also ttyAMA0 or ttyS0. May be repeated."),
          QStringLiteral("kind[:options]")},
         {QStringLiteral("serial0"), QStringLiteral("Make /dev/serial0 a link to this node."),
          QStringLiteral("node")},
@@ -37,9 +39,22 @@ void declareOptions(QCommandLineParser *parser)
          QStringLiteral("Send the frames of this pcap or pcapng capture."), QStringLiteral("file")},
         {QStringLiteral("once"), QStringLiteral("Send the frames once, not over and over.")},
         {QStringLiteral("unthrottled"), QStringLiteral("Send as fast as the port is read.")},
+        {QStringLiteral("interval"),
+         QStringLiteral("Start a frame every so many milliseconds, not one right after the other."),
+         QStringLiteral("ms")},
     });
     parser->addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("What to start."),
                                   QStringLiteral("[--] COMMAND [ARGUMENT...]"));
+}
+
+bool readInterval(const QCommandLineParser &parser, SimulatedDevice::Settings *settings)
+{
+    if (!parser.isSet(QStringLiteral("interval")))
+        return true;
+    bool isNumber = false;
+    const int interval = parser.value(QStringLiteral("interval")).toInt(&isNumber);
+    settings->interval = std::chrono::milliseconds(interval);
+    return isNumber && interval >= 1 && interval <= longestInterval;
 }
 
 SimulatedDevice::Settings commonSettings(const QCommandLineParser &parser)
@@ -81,7 +96,8 @@ QString addDevices(const QStringList &values, const SimulatedDevice::Settings &s
         if (!device)
             return error;
         if (hasNode(options->devices, device->node))
-            return QStringLiteral("two devices on node %1").arg(device->node);
+            return QStringLiteral("two devices on node %1; a vostrel is on ttyAMA0 or ttyS0")
+                .arg(device->node);
         options->devices.append(*device);
     }
     return QString();
@@ -96,7 +112,12 @@ QString readArguments(const QCommandLineParser &parser, Options *options)
     QStringList devices = parser.values(QStringLiteral("device"));
     if (devices.isEmpty())
         devices.append(QStringLiteral("mirzel"));
-    QString error = addDevices(devices, commonSettings(parser), options);
+    SimulatedDevice::Settings settings = commonSettings(parser);
+    if (!readInterval(parser, &settings))
+        return QStringLiteral("--interval takes 1 to %1 milliseconds, not '%2'")
+            .arg(longestInterval)
+            .arg(parser.value(QStringLiteral("interval")));
+    QString error = addDevices(devices, settings, options);
     if (!error.isEmpty())
         return error;
 
@@ -114,7 +135,7 @@ std::optional<Options> parseOptions(const QStringList &arguments, Failure *failu
     declareOptions(&parser);
     failure->exitCode = usageError;
     if (!parser.parse(arguments)) {
-        failure->message = parser.errorText();
+        failure->message = parser.errorText() + QStringLiteral(" See --help.");
         return std::nullopt;
     }
     if (parser.isSet(QStringLiteral("help")))

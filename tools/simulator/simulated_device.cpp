@@ -12,9 +12,6 @@ constexpr char recordEnd = '\x04';
 // A time stamp, the signal's strength and quality, two spare bytes.
 constexpr char deviceHeader[] = {0x20, 0x10, 0x08, 0x00, '\xd5', '\xc8', 0x00, 0x00};
 
-constexpr int lowestChannel = 11;
-constexpr int highestChannel = 26;
-
 qint64 nanosecondsPerByte(SimulatedDevice::Rate rate)
 {
     constexpr qint64 bitsPerByte = 10;
@@ -28,11 +25,15 @@ SimulatedDevice::SimulatedDevice(const Settings &settings, QObject *parent)
     : QObject(parent)
     , m_firmware(settings.firmware)
     , m_repeat(settings.repeat)
+    , m_interval(settings.interval)
     , m_channel(settings.channel)
     , m_line(new SerialLine(nanosecondsPerByte(settings.rate), [this] { return nextRecord(); }))
 {
     for (const QByteArray &frame : settings.traffic.frames())
         m_records.append(frameRecord(frame));
+    m_pause.setSingleShot(true);
+    m_pause.setTimerType(Qt::PreciseTimer);
+    connect(&m_pause, &QTimer::timeout, m_line.get(), &SerialLine::resume);
     connect(m_line.get(), &SerialLine::received, this, &SimulatedDevice::read);
     connect(m_line.get(), &SerialLine::framesWrittenChanged, this,
             &SimulatedDevice::reportProgress);
@@ -153,6 +154,7 @@ void SimulatedDevice::answer(const QByteArray &command)
 void SimulatedDevice::setSniffing(bool sniffing)
 {
     m_sniffing = sniffing;
+    m_pause.stop();
     if (sniffing)
         m_line->resume();
     else
@@ -165,13 +167,15 @@ void SimulatedDevice::reportProgress()
         emit replayFinished();
 }
 
-QByteArray SimulatedDevice::nextRecord() const
+QByteArray SimulatedDevice::nextRecord()
 {
     // Frames that were withdrawn or lost are neither written nor queued: they come again.
     const int index = m_line->framesWritten() + m_line->framesQueued();
-    if (!m_sniffing || m_records.isEmpty()
+    if (!m_sniffing || m_records.isEmpty() || m_pause.isActive()
         || (m_repeat == Repeat::Once && index >= m_records.size()))
         return QByteArray();
+    if (m_interval.count() > 0)
+        m_pause.start(m_interval);
     return m_records[index % m_records.size()];
 }
 

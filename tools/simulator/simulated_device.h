@@ -3,7 +3,9 @@
 #include "traffic.h"
 
 #include <QObject>
+#include <QTimer>
 
+#include <chrono>
 #include <memory>
 
 namespace Simulator {
@@ -30,11 +32,16 @@ public:
 
     enum class Repeat { Endless, Once };
 
+    static constexpr int lowestChannel = 11;
+    static constexpr int highestChannel = 26;
+
     struct Settings
     {
         Firmware firmware = Firmware::Sniffer;
-        int channel = 11;
+        int channel = lowestChannel;
         Rate rate = Rate::Line;
+        /** From the start of a frame to that of the next, if the rate allows; 0 is no pause. */
+        std::chrono::milliseconds interval {0};
         Repeat repeat = Repeat::Endless;
         Traffic traffic = Traffic::builtIn();
     };
@@ -89,16 +96,18 @@ private:
     void answer(const QByteArray &command);
     void setSniffing(bool sniffing);
     void reportProgress();
-    QByteArray nextRecord() const;
+    QByteArray nextRecord();
 
     Firmware m_firmware;
     const Repeat m_repeat;
+    const std::chrono::milliseconds m_interval;
     int m_channel;
     bool m_sniffing = false;
     quint32 m_noiseState = 1;
     QVector<QByteArray> m_records;
     QByteArray m_received;
     QByteArray m_commandLine;
+    QTimer m_pause;
     std::unique_ptr<SerialLine> m_line;
 };
 

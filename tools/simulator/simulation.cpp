@@ -9,6 +9,7 @@ using Simulator::SimulatedDevice;
 namespace {
 
 constexpr int defaultNoise = 64;
+constexpr int mostNoise = 100000;
 
 } // namespace
 
@@ -32,13 +33,26 @@ QString Simulation::control(const QString &line)
                                         QStringLiteral("restart"), QStringLiteral("noise"),
                                         QStringLiteral("hangup"),  QStringLiteral("fail"),
                                         QStringLiteral("flash")};
-    if (!actions.contains(action) || words.size() < 2 || words.size() > (isNoise ? 3 : 2))
-        return QStringLiteral("unknown control line '%1'").arg(line);
+    if (!actions.contains(action))
+        return QStringLiteral("unknown control line '%1'; there are %2")
+            .arg(line, actions.join(QStringLiteral(", ")));
+    if (words.size() < 2 || words.size() > (isNoise ? 3 : 2))
+        return QStringLiteral("'%1' is not %2 NODE%3")
+            .arg(line, action, isNoise ? QStringLiteral(" [BYTES]") : QString());
 
     const auto found = m_ports.find(words[1]);
     if (found == m_ports.end())
-        return QStringLiteral("no device on node '%1'").arg(words[1]);
+        return QStringLiteral("no device on node '%1'; there are %2")
+            .arg(words[1], nodes().join(QStringLiteral(", ")));
     return act(action, words.value(2), &found->second);
+}
+
+QStringList Simulation::nodes() const
+{
+    QStringList nodes;
+    for (const auto &port : m_ports)
+        nodes.append(port.first);
+    return nodes;
 }
 
 QString Simulation::act(const QString &action, const QString &argument, Port *port)
@@ -69,8 +83,8 @@ QString Simulation::sendNoise(const QString &argument, SimulatedDevice *device)
 {
     bool isNumber = true;
     const int bytes = argument.isEmpty() ? defaultNoise : argument.toInt(&isNumber);
-    if (!isNumber || bytes < 1)
-        return QStringLiteral("'%1' is no number of bytes").arg(argument);
+    if (!isNumber || bytes < 1 || bytes > mostNoise)
+        return QStringLiteral("noise takes 1 to %1 bytes, not '%2'").arg(mostNoise).arg(argument);
     device->sendNoise(bytes);
     return QString();
 }

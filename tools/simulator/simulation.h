@@ -4,6 +4,7 @@
 #include "options.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <map>
 #include <memory>
@@ -30,6 +31,7 @@ private:
         std::unique_ptr<Simulator::SimulatedDevice> device;
     };
 
+    QStringList nodes() const;
     QString act(const QString &action, const QString &argument, Port *port);
     QString sendNoise(const QString &argument, Simulator::SimulatedDevice *device);
     void plugIn(Port *port);
