@@ -1,13 +1,14 @@
-# Shared by the scripts beside it; sourced, never run.
+# Shared by the scripts; sourced, never run. The comment at a script's head is its usage.
 
 set -euo pipefail
+script=$(realpath "$0")
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # Debian's packages, by what they are needed for.
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libqt5serialport5-dev)
 simulator_packages=(umockdev libumockdev-dev libpcap-dev)
 capture_packages=(tshark)
-namespace_packages=(iproute2)
+network_packages=(iproute2)
 server_packages=(xvfb xdotool x11-xserver-utils)
 font_packages=(fonts-cantarell fonts-dejavu-core fonts-freefont-ttf fonts-liberation fonts-open-sans
     fonts-roboto-unhinted)
@@ -18,10 +19,24 @@ lint_packages=(clang-format clang-tidy clazy cppcheck)
 
 say() { printf '\n== %s\n' "$*"; }
 
+complain() { printf '%s: %s\n' "$(basename "$script")" "$*" >&2; }
+
 die()
 {
-    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    complain "$*"
     exit 1
+}
+
+reject()
+{
+    complain "$*; see --help"
+    exit 2
+}
+
+usage()
+{
+    sed -n '2,/^$/s/^# \{0,1\}//p' "$script"
+    exit 0
 }
 
 as_root()
@@ -33,7 +48,14 @@ as_root()
     fi
 }
 
-is_installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
+# Asks for the password, if there is one to be asked for and somebody to give it.
+can_become_root()
+{
+    [ "$(id -u)" -eq 0 ] || sudo --non-interactive true 2> /dev/null \
+        || { [ -t 0 ] && sudo --validate; }
+}
+
+is_installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2> /dev/null)" = installed ]; }
 
 # Installs those of the given packages that are missing, and says which.
 need_packages()
@@ -45,16 +67,49 @@ need_packages()
     [ ${#missing[@]} -gt 0 ] || return 0
 
     say "Installing Debian packages: ${missing[*]}"
-    as_root apt-get update -qq
-    as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    can_become_root || die "you may not install packages; have somebody run: apt-get install ${missing[*]}"
+    run_apt update
+    run_apt install -y --no-install-recommends "${missing[@]}"
 }
 
-# Configures and builds a preset; both steps do nothing when nothing has changed.
+# Runs apt-get, shows how far it is, and its words only when it fails.
+run_apt()
+{
+    local log=build/apt.log
+    mkdir -p build
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o APT::Status-Fd=1 "$@" 2>&1 \
+        | tee "$log" | sed -un 's/^\(dl\|pm\)status:.*:\([0-9]*\)\.[0-9]*:.*/\2/p' | show_percent \
+        || die "apt-get $1 has failed:"$'\n'"$(grep -v '^..status:' "$log" | tail)"
+}
+
+# Shows percentages, one a line, as they come: in place on a terminal, else every tenth.
+show_percent()
+{
+    local percent shown=-10
+    while read -r percent; do
+        if [ -t 1 ]; then
+            printf '\r%3d %%' "$percent"
+        elif ((percent >= shown + 10 || percent < shown)); then
+            printf '%d %% ' "$percent"
+            shown=$percent
+        fi
+    done
+    echo
+}
+
+# build_preset PRESET [TARGET...]: configures and builds what has changed
 build_preset()
 {
-    local preset=$1
+    local preset=$1 log=build/configure.log targets=()
+    shift
+    [ $# -eq 0 ] || targets=(--target "$@")
+
     say "Building ($preset)"
-    cmake --preset "$preset"
-    cmake --build --preset "$preset"
+    mkdir -p build
+    cmake --preset "$preset" > "$log" 2>&1 || die "cmake has failed:"$'\n'"$(cat "$log")"
+    cmake --build --preset "$preset" "${targets[@]}"
 }
+
+case ${1:-} in
+-h | --help) usage ;;
+esac

@@ -1,0 +1,155 @@
+# What the demo plays on, sourced by it: programs in the background, each with a log, a
+# hidden screen, a network of their own, and the checks that all of it can be had.
+
+output=build/demo
+zep_port=17754
+alone=()
+declare -A running=()
+
+# start NAME COMMAND...: in the background, with its errors in NAME.log
+start()
+{
+    local name=$1
+    shift
+    "$@" 2> "$output/$name.log" &
+    running[$name]=$!
+}
+
+# wait_for NAME DESCRIPTION COMMAND...: until the command succeeds, as long as the
+# program of that name runs; its log is shown if that was in vain
+wait_for()
+{
+    local name=$1 description=$2 end=$((SECONDS + ${limit:-60}))
+    shift 2
+    until "$@" > /dev/null 2>&1; do
+        if ((SECONDS >= end)) || ! kill -0 "${running[$name]}" 2> /dev/null; then
+            tail -n 10 "$output/$name.log" >&2
+            die "waited in vain for $description; see $output/$name.log"
+        fi
+        sleep 0.1
+    done
+}
+
+end_all()
+{
+    kill "${running[@]}" 2> /dev/null || true
+    wait
+}
+
+# Ordinary users get namespaces of the network and of mounts inside one of users only.
+private=(unshare)
+[ "$(id -u)" -eq 0 ] || private+=(--user --map-root-user)
+
+check_namespaces()
+{
+    local setting refuses grants
+    "${private[@]}" --net --mount true 2> /dev/null && return
+    [ "$(id -u)" -ne 0 ] || die "this machine grants no namespaces, not even to root; is it a container?"
+    while read -r setting refuses grants; do
+        [ "$(cat "/proc/sys/${setting//.//}" 2> /dev/null)" != "$refuses" ] || die "this machine" \
+            "grants namespaces to root only; be root, or run: sudo sysctl $setting=$grants"
+    done << SETTINGS
+kernel.unprivileged_userns_clone 0 1
+kernel.apparmor_restrict_unprivileged_userns 1 0
+user.max_user_namespaces 0 10000
+SETTINGS
+    die "this machine grants namespaces to root only (is it a chroot?); be root"
+}
+
+# Gives what is started behind "${alone[@]}" a network of its own, where neither foreign
+# datagrams nor a taken port reach in.
+start_network()
+{
+    start network "${private[@]}" --net bash -ec \
+        'ip link set lo up; : > "$1"; exec sleep infinity' - "$output/network"
+    wait_for network "a network of its own" test -e "$output/network"
+    alone=(nsenter --target "${running[network]}" --net)
+    [ "$(id -u)" -eq 0 ] || alone+=(--user --preserve-credentials)
+}
+
+start_screen()
+{
+    start screen Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3> "$output/display"
+    wait_for screen "the hidden screen" test -s "$output/display"
+    DISPLAY=:$(cat "$output/display")
+    export DISPLAY QT_QPA_PLATFORM=xcb
+}
+
+check_screen()
+{
+    if [ -n "${DISPLAY:-}" ]; then
+        xdotool getdisplaygeometry > /dev/null 2>&1 && return
+    else
+        # Without a session's word for it Qt would look for an X server only.
+        export QT_QPA_PLATFORM=wayland
+        perl -MIO::Socket::UNIX -e 'exit !IO::Socket::UNIX->new(Peer => shift)' \
+            "$(realpath -ms "${XDG_RUNTIME_DIR:-/}" "$WAYLAND_DISPLAY" | tail -n 1)" && return
+    fi
+    die "the display ${DISPLAY:-$WAYLAND_DISPLAY} cannot be reached; --unattended needs none"
+}
+
+zep_port_holder() { ss -Hulnpe "sport = :$zep_port" | grep .; }
+
+check_port()
+{
+    local holder who
+    holder=$(zep_port_holder) || return 0
+    if [[ $holder =~ users:\(\(\"([^\"]*)\",pid=([0-9]+) ]]; then
+        who="${BASH_REMATCH[1]} (process ${BASH_REMATCH[2]})"
+    else
+        # Without a number it is root's.
+        [[ $holder =~ uid:([0-9]+) ]]
+        who="a process of $(id -nu "${BASH_REMATCH[1]:-0}")"
+    fi
+    die "UDP port $zep_port is taken by $who; end that first, or try --unattended"
+}
+
+# The simulator's own rules for a capture, before it has been built.
+check_capture()
+{
+    local file=$1 facts largest=127 unfit
+    case $(od -An -tx4 -N4 "$file") in
+    *a1b2c3d4 | *d4c3b2a1 | *a1b23c4d | *4d3cb2a1 | *0a0d0d0a) ;;
+    *) die "$file is no pcap or pcapng capture" ;;
+    esac
+    facts=$(capinfos -T -r -m -E -c "$file" 2> /dev/null) || die "$file is damaged"
+    [[ $facts =~ ,([^,]*),([0-9]+)$ ]]
+    case ${BASH_REMATCH[1]} in
+    wpan) ;;
+    wpan-nofcs) largest=125 ;;
+    *) die "$file has the link type ${BASH_REMATCH[1]}, not IEEE 802.15.4 (195 or 230)" ;;
+    esac
+    [ "${BASH_REMATCH[2]}" -gt 0 ] || die "$file holds no frames"
+    unfit=$(tshark -r "$file" -Y "frame.cap_len < frame.len || frame.len > $largest" \
+        -T fields -e frame.number 2> /dev/null | head -n 1)
+    [ -z "$unfit" ] || die "$file: frame $unfit was cut when captured, or is longer than $largest bytes"
+}
+
+# start_capture OPTION...: prints the frames as tshark dissects them, and saves them
+start_capture()
+{
+    # Frames carry their real check sequence, where Wireshark expects the trailer that
+    # some radio chips put there; without this it would not dissect half of them.
+    dissection=(-n -o wpan.802154_fcs_ok:FALSE)
+    start tshark "${alone[@]}" tshark -l "${dissection[@]}" "$@" -P -w "$output/capture.pcapng"
+}
+
+# The frames captured so far that match a display filter.
+count() { tshark "${dissection[@]}" -r "$output/capture.pcapng" -Y "$1" 2> /dev/null | wc -l; }
+
+has_captured() { [ "$(count zep)" -ge "$1" ]; }
+
+# Places of the buttons in the window.
+connect_button=(455 368)
+start_button=(495 321)
+disconnect_button=(470 448)
+install_button=(285 277)
+back_button=(425 277)
+
+click()
+{
+    xdotool mousemove --window "$window" "$@" click 1
+    sleep 1
+}
+
+screenshot() { import -window "$window" "$output/$1.png"; }
