@@ -8,14 +8,14 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libqt5serialport5-dev)
 simulator_packages=(umockdev libumockdev-dev libpcap-dev)
 capture_packages=(tshark)
-network_packages=(iproute2)
+namespace_packages=(iproute2)
 server_packages=(xvfb xdotool x11-xserver-utils)
 font_packages=(fonts-cantarell fonts-dejavu-core fonts-freefont-ttf fonts-liberation fonts-open-sans
     fonts-roboto-unhinted)
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
 manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb xauth iproute2 fontconfig
     fonts-roboto-unhinted)
-lint_packages=(clang-format clang-tidy clazy cppcheck)
+lint_packages=(clang-format clang-tidy clazy cppcheck shellcheck)
 
 say() { printf '\n== %s\n' "$*"; }
 

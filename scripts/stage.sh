@@ -11,7 +11,8 @@ start()
 {
     local name=$1
     shift
-    "$@" 2> "$output/$name.log" &
+    # Without the duplicate, bash would give it no standard input.
+    "$@" <&0 2> "$output/$name.log" &
     running[$name]=$!
 }
 
@@ -22,7 +23,7 @@ wait_for()
     local name=$1 description=$2 end=$((SECONDS + ${limit:-60}))
     shift 2
     until "$@" > /dev/null 2>&1; do
-        if ((SECONDS >= end)) || ! kill -0 "${running[$name]}" 2> /dev/null; then
+        if ((SECONDS > end)) || ! kill -0 "${running[$name]}" 2> /dev/null; then
             tail -n 10 "$output/$name.log" >&2
             die "waited in vain for $description; see $output/$name.log"
         fi
@@ -139,6 +140,8 @@ count() { tshark "${dissection[@]}" -r "$output/capture.pcapng" -Y "$1" 2> /dev/
 
 has_captured() { [ "$(count zep)" -ge "$1" ]; }
 
+has_said() { grep -q "$1" "$output/simulator.log"; }
+
 # Places of the buttons in the window.
 connect_button=(455 368)
 start_button=(495 321)
@@ -146,10 +149,8 @@ disconnect_button=(470 448)
 install_button=(285 277)
 back_button=(425 277)
 
-click()
-{
-    xdotool mousemove --window "$window" "$@" click 1
-    sleep 1
-}
+click() { xdotool mousemove --window "$window" "$@" click 1; }
+
+is_disconnected() { tail -n 1 "$output/fennix.log" | grep -q Disconnected; }
 
 screenshot() { import -window "$window" "$output/$1.png"; }
