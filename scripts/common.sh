@@ -97,6 +97,13 @@ show_percent()
     echo
 }
 
+# What root has built, others can neither build nor remove.
+check_build_folder()
+{
+    [ "$(id -u)" -eq 0 ] || [ -z "$(find build ! -user "$(id -u)" -print -quit 2> /dev/null)" ] \
+        || die "the folder build is partly another user's; have it removed: sudo rm -r $PWD/build"
+}
+
 # build_preset PRESET [TARGET...]: configures and builds what has changed
 build_preset()
 {

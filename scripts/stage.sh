@@ -1,5 +1,5 @@
 # What the demo plays on, sourced by it: programs in the background, each with a log, a
-# hidden screen, a network of their own, and the checks that all of it can be had.
+# hidden screen, a network of its own, and the checks that all of it can be had.
 
 output=build/demo
 zep_port=17754
@@ -133,6 +133,15 @@ start_capture()
     # some radio chips put there; without this it would not dissect half of them.
     dissection=(-n -o wpan.802154_fcs_ok:FALSE)
     start tshark "${alone[@]}" tshark -l "${dissection[@]}" "$@" -P -w "$output/capture.pcapng"
+}
+
+# Wireshark's own listener on the port, which needs no right to capture.
+start_listener()
+{
+    start_capture -i udpdump -o "extcap.udpdump.port:$zep_port" -o extcap.udpdump.payload:zep
+    wait_for tshark "tshark to listen on UDP port $zep_port" zep_port_holder
+    # It would outlive a tshark that is killed.
+    [[ ! $(zep_port_holder) =~ pid=([0-9]+) ]] || running[listener]=${BASH_REMATCH[1]}
 }
 
 # The frames captured so far that match a display filter.
