@@ -35,6 +35,7 @@ end_all()
 {
     kill "${running[@]}" 2> /dev/null || true
     wait
+    rm -f "$output/control"
 }
 
 # Ordinary users get namespaces of the network and of mounts inside one of users only.
