@@ -79,13 +79,14 @@ start_screen()
 
 check_screen()
 {
+    local socket=${WAYLAND_DISPLAY:-}
     if [ -n "${DISPLAY:-}" ]; then
         xdotool getdisplaygeometry > /dev/null 2>&1 && return
     else
         # Without a session's word for it Qt would look for an X server only.
         export QT_QPA_PLATFORM=wayland
-        perl -MIO::Socket::UNIX -e 'exit !IO::Socket::UNIX->new(Peer => shift)' \
-            "$(realpath -ms "${XDG_RUNTIME_DIR:-/}" "$WAYLAND_DISPLAY" | tail -n 1)" && return
+        [[ $socket = /* ]] || socket=${XDG_RUNTIME_DIR:-}/$socket
+        perl -MIO::Socket::UNIX -e 'exit !IO::Socket::UNIX->new(Peer => shift)' "$socket" && return
     fi
     die "the display ${DISPLAY:-$WAYLAND_DISPLAY} cannot be reached; --unattended needs none"
 }
@@ -94,14 +95,12 @@ zep_port_holder() { ss -Hulnpe "sport = :$zep_port" | grep .; }
 
 check_port()
 {
-    local holder who
+    local holder who=root
     holder=$(zep_port_holder) || return 0
     if [[ $holder =~ users:\(\(\"([^\"]*)\",pid=([0-9]+) ]]; then
         who="${BASH_REMATCH[1]} (process ${BASH_REMATCH[2]})"
-    else
-        # Without a number it is root's.
-        [[ $holder =~ uid:([0-9]+) ]]
-        who="a process of $(id -nu "${BASH_REMATCH[1]:-0}")"
+    elif [[ $holder =~ uid:([0-9]+) ]]; then
+        who="the user $(id -nu "${BASH_REMATCH[1]}")"
     fi
     die "UDP port $zep_port is taken by $who; end that first, or try --unattended"
 }
