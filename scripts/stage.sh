@@ -69,9 +69,12 @@ start_network()
     [ "$(id -u)" -eq 0 ] || alone+=(--user --preserve-credentials)
 }
 
+# In the network of its own the screen is found without a socket in /tmp/.X11-unix, a
+# folder that only root can make as it should be.
 start_screen()
 {
-    start screen Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3> "$output/display"
+    start screen "${alone[@]}" Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp \
+        -nolisten unix 3> "$output/display"
     wait_for screen "the hidden screen" test -s "$output/display"
     DISPLAY=:$(cat "$output/display")
     export DISPLAY QT_QPA_PLATFORM=xcb
@@ -158,8 +161,10 @@ disconnect_button=(470 448)
 install_button=(285 277)
 back_button=(425 277)
 
-click() { xdotool mousemove --window "$window" "$@" click 1; }
+find_window() { window=$("${alone[@]}" xdotool search --onlyvisible --name '^FENNIX$'); }
+
+click() { "${alone[@]}" xdotool mousemove --window "$window" "$@" click 1; }
 
 is_disconnected() { tail -n 1 "$output/fennix.log" | grep -q Disconnected; }
 
-screenshot() { import -window "$window" "$output/$1.png"; }
+screenshot() { "${alone[@]}" import -window "$window" "$output/$1.png"; }
