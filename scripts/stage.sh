@@ -1,5 +1,5 @@
 # What the demo plays on, sourced by it: programs in the background, each with a log, a
-# hidden screen, a network of its own, and the checks that all of it can be had.
+# network of its own and a hidden screen in it.
 
 output=build/demo
 zep_port=17754
@@ -42,22 +42,6 @@ end_all()
 private=(unshare)
 [ "$(id -u)" -eq 0 ] || private+=(--user --map-root-user)
 
-check_namespaces()
-{
-    local setting refuses grants
-    "${private[@]}" --net --mount true 2> /dev/null && return
-    [ "$(id -u)" -ne 0 ] || die "this machine grants no namespaces, not even to root; is it a container?"
-    while read -r setting refuses grants; do
-        [ "$(cat "/proc/sys/${setting//.//}" 2> /dev/null)" != "$refuses" ] || die "this machine" \
-            "grants namespaces to root only; be root, or run: sudo sysctl $setting=$grants"
-    done << SETTINGS
-kernel.unprivileged_userns_clone 0 1
-kernel.apparmor_restrict_unprivileged_userns 1 0
-user.max_user_namespaces 0 10000
-SETTINGS
-    die "this machine grants namespaces to root only (is it a chroot?); be root"
-}
-
 # Gives what is started behind "${alone[@]}" a network of its own, where neither foreign
 # datagrams nor a taken port reach in.
 start_network()
@@ -77,56 +61,24 @@ start_screen()
         -nolisten unix 3> "$output/display"
     wait_for screen "the hidden screen" test -s "$output/display"
     DISPLAY=:$(cat "$output/display")
-    export DISPLAY QT_QPA_PLATFORM=xcb
-}
-
-check_screen()
-{
-    local socket=${WAYLAND_DISPLAY:-}
-    if [ -n "${DISPLAY:-}" ]; then
-        xdotool getdisplaygeometry > /dev/null 2>&1 && return
-    else
-        # Without a session's word for it Qt would look for an X server only.
-        export QT_QPA_PLATFORM=wayland
-        [[ $socket = /* ]] || socket=${XDG_RUNTIME_DIR:-}/$socket
-        perl -MIO::Socket::UNIX -e 'exit !IO::Socket::UNIX->new(Peer => shift)' "$socket" && return
-    fi
-    die "the display ${DISPLAY:-$WAYLAND_DISPLAY} cannot be reached; --unattended needs none"
+    # Whatever holds for the user's own screen, the buttons are in their places on this one.
+    export DISPLAY QT_QPA_PLATFORM=xcb QT_SCALE_FACTOR=1
 }
 
 zep_port_holder() { ss -Hulnpe "sport = :$zep_port" | grep .; }
 
-check_port()
+# start_simulator OPTION...: the program, in front of a simulated dongle
+start_simulator()
 {
-    local holder who=root
-    holder=$(zep_port_holder) || return 0
-    if [[ $holder =~ users:\(\(\"([^\"]*)\",pid=([0-9]+) ]]; then
-        who="${BASH_REMATCH[1]} (process ${BASH_REMATCH[2]})"
-    elif [[ $holder =~ uid:([0-9]+) ]]; then
-        who="the user $(id -nu "${BASH_REMATCH[1]}")"
+    local command=(build/release/bin/fennix-simulator "$@") control=$output/control
+    [ -z "$traffic" ] || command+=(--replay "$traffic")
+    # Control lines for the simulator come through a pipe that is never at its end.
+    mkfifo "$control"
+    if $no_firmware; then
+        command=(scripts/firmware-stand-in "$control" "${command[@]}" --device mirzel:silent)
     fi
-    die "UDP port $zep_port is taken by $who; end that first, or try --unattended"
-}
-
-# The simulator's own rules for a capture, before it has been built.
-check_capture()
-{
-    local file=$1 facts largest=127 unfit
-    case $(od -An -tx4 -N4 "$file") in
-    *a1b2c3d4 | *d4c3b2a1 | *a1b23c4d | *4d3cb2a1 | *0a0d0d0a) ;;
-    *) die "$file is no pcap or pcapng capture" ;;
-    esac
-    facts=$(capinfos -T -r -m -E -c "$file" 2> /dev/null) || die "$file is damaged"
-    [[ $facts =~ ,([^,]*),([0-9]+)$ ]]
-    case ${BASH_REMATCH[1]} in
-    wpan) ;;
-    wpan-nofcs) largest=125 ;;
-    *) die "$file has the link type ${BASH_REMATCH[1]}, not IEEE 802.15.4 (195 or 230)" ;;
-    esac
-    [ "${BASH_REMATCH[2]}" -gt 0 ] || die "$file holds no frames"
-    unfit=$(tshark -r "$file" -Y "frame.cap_len < frame.len || frame.len > $largest" \
-        -T fields -e frame.number 2> /dev/null | head -n 1)
-    [ -z "$unfit" ] || die "$file: frame $unfit was cut when captured, or is longer than $largest bytes"
+    start simulator "${alone[@]}" "${command[@]}" -- stdbuf -oL build/release/bin/fennix \
+        <> "$control" > "$output/fennix.log"
 }
 
 # start_capture OPTION...: prints the frames as tshark dissects them, and saves them
