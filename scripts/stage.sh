@@ -42,15 +42,19 @@ end_all()
 private=(unshare)
 [ "$(id -u)" -eq 0 ] || private+=(--user --map-root-user)
 
-# Gives what is started behind "${alone[@]}" a network of its own, where neither foreign
-# datagrams nor a taken port reach in.
+# Gives what is started behind "${alone[@]}" a network and a folder for the locks of serial
+# ports of its own: no foreign datagrams reach in, and nothing there is taken.
 start_network()
 {
-    start network "${private[@]}" --net bash -ec \
-        'ip link set lo up; : > "$1"; exec sleep infinity' - "$output/network"
+    start network "${private[@]}" --net --mount bash -ec '
+        ip link set lo up
+        mount -t tmpfs tmpfs /run/lock
+        : > "$1"
+        exec sleep infinity' - "$output/network"
     wait_for network "a network of its own" test -e "$output/network"
-    alone=(nsenter --target "${running[network]}" --net)
+    alone=(nsenter --target "${running[network]}" --net --mount)
     [ "$(id -u)" -eq 0 ] || alone+=(--user --preserve-credentials)
+    alone+=(env --chdir "$PWD")
 }
 
 # In the network of its own the screen is found without a socket in /tmp/.X11-unix, a
