@@ -12,7 +12,7 @@ start()
     local name=$1
     shift
     # Without the duplicate, bash would give it no standard input.
-    "$@" <&0 2> "$output/$name.log" &
+    "$@" <&0 2>> "$output/$name.log" &
     running[$name]=$!
 }
 
@@ -82,7 +82,7 @@ start_simulator()
         command=(scripts/firmware-stand-in "$control" "${command[@]}" --device mirzel:silent)
     fi
     start simulator "${alone[@]}" "${command[@]}" -- stdbuf -oL build/release/bin/fennix \
-        <> "$control" > "$output/fennix.log"
+        <> "$control" >> "$output/simulator.log"
 }
 
 # start_capture OPTION...: prints the frames as tshark dissects them, and saves them
@@ -121,6 +121,6 @@ find_window() { window=$("${alone[@]}" xdotool search --onlyvisible --name '^FEN
 
 click() { "${alone[@]}" xdotool mousemove --window "$window" "$@" click 1; }
 
-is_disconnected() { tail -n 1 "$output/fennix.log" | grep -q Disconnected; }
+is_disconnected() { grep -oE '(Disc|C)onnected' "$output/simulator.log" | tail -n 1 | grep -q D; }
 
 screenshot() { "${alone[@]}" import -window "$window" "$output/$1.png"; }
