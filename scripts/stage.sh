@@ -61,8 +61,8 @@ start_network()
 # folder that only root can make as it should be.
 start_screen()
 {
-    start screen "${alone[@]}" Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp \
-        -nolisten unix 3> "$output/display"
+    start screen "${alone[@]}" Xvfb -displayfd 3 -screen 0 1024x768x24 -dpi 96 \
+        -nolisten tcp -nolisten unix 3> "$output/display"
     wait_for screen "the hidden screen" test -s "$output/display"
     DISPLAY=:$(cat "$output/display")
     # Whatever holds for the user's own screen, the buttons are in their places on this one.
