@@ -6,7 +6,7 @@
 
 namespace {
 
-const QString firmwareName = QStringLiteral("sniffer_0102.GCF");
+const QString firmwareName = QStringLiteral("sniffer.GCF");
 
 } // namespace
 
