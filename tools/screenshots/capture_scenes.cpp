@@ -4,8 +4,6 @@
 #include "window_driver.h"
 
 #include <QComboBox>
-#include <QScrollBar>
-#include <QTextBrowser>
 
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
@@ -46,9 +44,6 @@ void saveWiresharkHelp(WindowDriver *driver)
     driver->click("startWsButton");
     driver->waitForPage("pageWiresharkHelp");
     driver->save("wireshark-help");
-    QScrollBar *bar = driver->find<QTextBrowser>("helpTextLinux")->verticalScrollBar();
-    bar->setValue(bar->maximum());
-    driver->save("wireshark-help-end");
     driver->click("backBtn_2");
 }
 
@@ -74,6 +69,18 @@ void saveCapture(const QDir &pictures)
 
     driver.type("remoteIpInput", QStringLiteral("192.168.1"));
     driver.click("OnBtn");
-    driver.save("address-refused");
+    driver.save("address-refused", 300);
+    driver.click("devDisconnectButton");
+}
+
+void saveSmallScreen(const QDir &pictures)
+{
+    MockedMachine machine;
+    SimulatedDevice device(settings());
+    const QString port =
+        machine.plugIn(MockedMachine::Kind::Mirzel, QStringLiteral("ttyUSB0"), device.portPath());
+    WindowDriver driver(pictures);
+    connectToDevice(&driver, port, device);
+    driver.saveScreen("small-screen");
     driver.click("devDisconnectButton");
 }

