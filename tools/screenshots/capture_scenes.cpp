@@ -72,15 +72,3 @@ void saveCapture(const QDir &pictures)
     driver.save("address-refused", 300);
     driver.click("devDisconnectButton");
 }
-
-void saveSmallScreen(const QDir &pictures)
-{
-    MockedMachine machine;
-    SimulatedDevice device(settings());
-    const QString port =
-        machine.plugIn(MockedMachine::Kind::Mirzel, QStringLiteral("ttyUSB0"), device.portPath());
-    WindowDriver driver(pictures);
-    connectToDevice(&driver, port, device);
-    driver.saveScreen("small-screen");
-    driver.click("devDisconnectButton");
-}

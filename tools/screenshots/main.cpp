@@ -8,18 +8,16 @@
 #include <cstdio>
 
 /**
- * fennix-screenshots OUTPUT_DIRECTORY STAGE_DIRECTORY [small-screen]: saves a picture
- * of every page of the program in every state that the manual and the README show, or
- * of the whole of a small screen. Needs what docs/manual/make-screenshots sets up.
+ * fennix-screenshots OUTPUT_DIRECTORY STAGE_DIRECTORY: saves a picture of every
+ * page of the program in every state that the manual and the README show. Needs
+ * what docs/manual/make-screenshots sets up around it.
  */
 int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    const bool smallScreen = arguments.value(3) == QLatin1String("small-screen");
-    if (arguments.size() != (smallScreen ? 4 : 3)) {
-        std::fputs("usage: fennix-screenshots OUTPUT_DIRECTORY STAGE_DIRECTORY [small-screen]\n",
-                   stderr);
+    if (arguments.size() != 3) {
+        std::fputs("usage: fennix-screenshots OUTPUT_DIRECTORY STAGE_DIRECTORY\n", stderr);
         return 2;
     }
     QString error;
@@ -31,10 +29,6 @@ int main(int argc, char *argv[])
     // A text cursor that blinks would be in one picture and not in the next.
     QApplication::setCursorFlashTime(0);
     const QDir pictures(arguments[1]);
-    if (smallScreen) {
-        saveSmallScreen(pictures);
-        return 0;
-    }
     const FirmwareStage stage(arguments[2]);
     savePages(pictures);
     saveCapture(pictures);

@@ -9,8 +9,5 @@ void savePages(const QDir &pictures);
 /** Connecting, capturing, and the Wireshark help page. */
 void saveCapture(const QDir &pictures);
 
-/** The whole of a small screen, with the page that reaches down the furthest. */
-void saveSmallScreen(const QDir &pictures);
-
 /** The two firmware pages in each of their states. */
 void saveFirmware(const QDir &pictures, const FirmwareStage &stage);

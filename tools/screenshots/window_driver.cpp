@@ -100,12 +100,6 @@ void WindowDriver::saveWithPopup(const char *name, int height)
         name);
 }
 
-void WindowDriver::saveScreen(const char *name)
-{
-    m_window.repaint();
-    savePixmap(m_window.screen()->grabWindow(0), name);
-}
-
 QRect WindowDriver::upperPart(int height) const
 {
     return {0, 0, m_window.width(), height == wholeHeight ? m_window.height() : height};

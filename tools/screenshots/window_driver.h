@@ -43,8 +43,6 @@ public:
     void save(const char *name, int height = wholeHeight);
     /** Saves the same with the menu or list that is open over the window. */
     void saveWithPopup(const char *name, int height = wholeHeight);
-    /** Saves the whole screen. */
-    void saveScreen(const char *name);
 
 private:
     static constexpr int wholeHeight = -1;
