@@ -32,7 +32,7 @@ void savePages(const QDir &pictures)
     SimulatedDevice first(SimulatedDevice::Settings {});
     machine.plugIn(MockedMachine::Kind::Mirzel, QStringLiteral("ttyUSB0"), first.portPath());
     driver.click("refreshComButton");
-    driver.save("start");
+    driver.save("start", startPageHeight);
 
     SimulatedDevice second(SimulatedDevice::Settings {});
     machine.plugIn(MockedMachine::Kind::Mirzel, QStringLiteral("ttyUSB1"), second.portPath());
