@@ -110,7 +110,7 @@ int main(int argc, char *argv[])
 {
     Appearance::scaleWithTheScreen();
     const QApplication application(argc, argv);
-    Appearance::adaptToTheForm();
+    const Appearance appearance;
     if (argc == 2 && qstrcmp(argv[1], startupArgument) == 0)
         return runStartup();
 

@@ -9,7 +9,7 @@ build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libqt5serialport5-d
 simulator_packages=(umockdev libumockdev-dev libpcap-dev)
 capture_packages=(tshark)
 namespace_packages=(iproute2)
-server_packages=(xvfb xdotool x11-xserver-utils)
+server_packages=(xvfb xdotool x11-xserver-utils qt5ct)
 font_packages=(fonts-cantarell fonts-dejavu-core fonts-freefont-ttf fonts-liberation fonts-open-sans
     fonts-roboto-unhinted)
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)

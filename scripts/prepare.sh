@@ -79,7 +79,7 @@ check_capture()
     *) die "$file is no pcap or pcapng capture" ;;
     esac
     facts=$(capinfos -T -r -m -E -c "$file" 2> /dev/null) || die "$file is damaged"
-    [[ $facts =~ ,([^,]*),([0-9]+)$ ]]
+    [[ $facts =~ ,([^,]*),([0-9]+)$ ]] || die "$file cannot be understood by capinfos"
     case ${BASH_REMATCH[1]} in
     wpan) ;;
     wpan-nofcs) largest=125 ;;

@@ -169,7 +169,8 @@ QFont TrialForm::condensed(QFont font)
         if (share >= 1)
             break;
         // Hinting makes fonts narrower in steps, so that the share is a first guess only.
-        stretch = std::floor(std::min(stretch - 1, stretch * share));
+        stretch =
+            std::max<double>(narrowestStretch, std::floor(std::min(stretch - 1, stretch * share)));
         font.setStretch(static_cast<int>(stretch));
     }
     return font;
@@ -181,14 +182,30 @@ bool TrialForm::isTooHigh() const
     return std::any_of(all.begin(), all.end(), isHigherThanItsPlace);
 }
 
+/** Returns @p palette with each of its colours set: Qt takes others from the desktop's. */
+QPalette complete(QPalette palette)
+{
+    for (int group = 0; group < QPalette::NColorGroups; ++group) {
+        for (int role = 0; role < QPalette::NColorRoles; ++role) {
+            const auto colorGroup = static_cast<QPalette::ColorGroup>(group);
+            const auto colorRole = static_cast<QPalette::ColorRole>(role);
+            palette.setBrush(colorGroup, colorRole, palette.brush(colorGroup, colorRole));
+        }
+    }
+    return palette;
+}
+
 void adaptPalette(const TrialForm &form)
 {
     if (form.isReadableIn(QApplication::palette()))
         return;
+    QPalette light = QApplication::style()->standardPalette();
     // The own palette of a dark style is dark, too.
-    const std::unique_ptr<QStyle> fusion(QStyleFactory::create(QStringLiteral("Fusion")));
-    const QPalette light = QApplication::style()->standardPalette();
-    QApplication::setPalette(form.isReadableIn(light) ? light : fusion->standardPalette());
+    if (!form.isReadableIn(light)) {
+        const std::unique_ptr<QStyle> fusion(QStyleFactory::create(QStringLiteral("Fusion")));
+        light = fusion->standardPalette();
+    }
+    QApplication::setPalette(complete(light));
 }
 
 void adaptFont(TrialForm *form)
@@ -199,10 +216,12 @@ void adaptFont(TrialForm *form)
         // Wide-spread families that are low for their size.
         const QStringList installed = QFontDatabase().families();
         for (const char *family : {"Liberation Sans", "DejaVu Sans", "FreeSans"}) {
+            if (!installed.contains(QLatin1String(family)))
+                continue;
             QFont candidate = desktopFont;
             candidate.setFamily(QLatin1String(family));
             candidate = form->condensed(candidate);
-            if (installed.contains(candidate.family()) && !form->isTooHigh()) {
+            if (!form->isTooHigh()) {
                 font = candidate;
                 break;
             }
@@ -219,34 +238,13 @@ void adapt()
     adaptFont(&form);
 }
 
-/** Adapts anew when the desktop changes its font or colours; some do so just after the start. */
-class DesktopWatcher : public QObject
-{
-public:
-    using QObject::QObject;
-
-    bool eventFilter(QObject *watched, QEvent *event) override;
-
-private:
-    bool m_isAdapting = false;
-};
-
-bool DesktopWatcher::eventFilter(QObject *watched, QEvent *event)
-{
-    const bool isChange = event->type() == QEvent::ApplicationFontChange
-        || event->type() == QEvent::ApplicationPaletteChange;
-    if (isChange && !m_isAdapting) {
-        m_isAdapting = true;
-        // Once all widgets know of the change.
-        QTimer::singleShot(0, this, [this] {
-            adapt();
-            m_isAdapting = false;
-        });
-    }
-    return QObject::eventFilter(watched, event);
-}
-
 } // namespace
+
+Appearance::Appearance()
+{
+    adapt();
+    qApp->installEventFilter(this);
+}
 
 void Appearance::scaleWithTheScreen()
 {
@@ -255,8 +253,17 @@ void Appearance::scaleWithTheScreen()
         Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 }
 
-void Appearance::adaptToTheForm()
+bool Appearance::eventFilter(QObject *watched, QEvent *event)
 {
-    adapt();
-    qApp->installEventFilter(new DesktopWatcher(qApp));
+    const bool isChange = event->type() == QEvent::ApplicationFontChange
+        || event->type() == QEvent::ApplicationPaletteChange;
+    if (isChange && !m_isAdapting) {
+        m_isAdapting = true;
+        // Once all widgets know of the change. Some desktops make one just after the start.
+        QTimer::singleShot(0, this, [this] {
+            adapt();
+            m_isAdapting = false;
+        });
+    }
+    return QObject::eventFilter(watched, event);
 }

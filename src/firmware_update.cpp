@@ -104,10 +104,12 @@ void MainWindow::startFwUpdate()
 /** Keeps the process alive for an installation under way; the window itself is gone at once. */
 void MainWindow::finishInstallation()
 {
-    if (!flasherProcess || flasherProcess->state() == QProcess::NotRunning)
+    if (!flasherProcess)
         return;
     hide();
     // The event loop has ended, and nothing else would tell a Wayland desktop.
     QGuiApplication::sync();
-    FlashingProcess::letFinish(flasherProcess, installationPatienceMs);
+    // The tool's end may have been among the events.
+    if (flasherProcess)
+        FlashingProcess::letFinish(flasherProcess, installationPatienceMs);
 }

@@ -8,7 +8,7 @@ int main(int argc, char *argv[])
 {
     Appearance::scaleWithTheScreen();
     QApplication application(argc, argv);
-    Appearance::adaptToTheForm();
+    const Appearance appearance;
     MainWindow window;
     window.show();
 

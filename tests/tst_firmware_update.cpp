@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
+#include <QThread>
 #include <QTimer>
 #include <QtTest>
 
@@ -116,6 +117,7 @@ private slots:
     void printsNothingWithoutAProcess();
     void neverReadsTheErrorOutput();
     void aMissingSudoLeavesThePageInstalling();
+    void quittingJustWhenTheToolEndsIsPossible();
 
 private:
     std::unique_ptr<MockedMachine> m_machine;
@@ -484,6 +486,21 @@ void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
 
     QVERIFY(test.isInstalling());
     QCOMPARE(test.status->text(), QString(installing));
+}
+
+void FirmwareUpdateTest::quittingJustWhenTheToolEndsIsPossible()
+{
+    const FlashingTool tool(R"(touch "$folder/ended")");
+    auto test = std::make_unique<FirmwareWindow>("Mirzel");
+    test->click("installFwBtn");
+    // No event is delivered meanwhile: the window does not know of the end.
+    QVERIFY(test->window.findChild<QProcess *>()->waitForStarted());
+    while (!tool.hasLeft("ended"))
+        QThread::msleep(10);
+    QThread::msleep(100);
+    QVERIFY(test->isInstalling());
+
+    test.reset();
 }
 
 QTEST_MAIN(FirmwareUpdateTest)

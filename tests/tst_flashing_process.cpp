@@ -33,7 +33,7 @@ private slots:
     void initTestCase();
     void init();
     void readsOnUntilTheToolHasEnded();
-    void returnsAtOnceAfterTheEnd();
+    void leavesAProcessThatIsNotRunningAlone();
     void leavesAToolThatHangsToItself();
     void aToolThatIsLeftMayGoOnWriting();
 
@@ -79,7 +79,7 @@ void FlashingProcessTest::readsOnUntilTheToolHasEnded()
     QCOMPARE(signalsSent, 0);
 }
 
-void FlashingProcessTest::returnsAtOnceAfterTheEnd()
+void FlashingProcessTest::leavesAProcessThatIsNotRunningAlone()
 {
     QObject owner;
     auto *neverStarted = new FlashingProcess(&owner);

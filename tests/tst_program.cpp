@@ -1,6 +1,6 @@
-#include "mainwindow.h"
 #include "message_capture.h"
 #include "mocked_machine.h"
+#include "window_under_test.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -40,23 +40,13 @@ private:
     int m_saved;
 };
 
-MainWindow *mainWindow()
-{
-    const QWidgetList widgets = QApplication::topLevelWidgets();
-    for (QWidget *widget : widgets) {
-        if (auto *window = qobject_cast<MainWindow *>(widget))
-            return window;
-    }
-    return nullptr;
-}
-
 /** What a user does once the window is there; the event loop calls it. */
 void (*user)(MainWindow *);
 
 void letTheUserIn()
 {
     QTimer::singleShot(0, qApp, [] {
-        user(mainWindow());
+        user(WindowUnderTest::ofTheProgram());
         QCoreApplication::quit();
     });
 }

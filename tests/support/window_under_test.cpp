@@ -3,6 +3,7 @@
 #include "message_capture.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QMenuBar>
 #include <QStackedWidget>
 
@@ -11,6 +12,16 @@ WindowUnderTest::WindowUnderTest()
     window.show();
     if (!QTest::qWaitForWindowExposed(&window))
         qFatal("the window does not show");
+}
+
+MainWindow *WindowUnderTest::ofTheProgram()
+{
+    const QWidgetList widgets = QApplication::topLevelWidgets();
+    for (QWidget *widget : widgets) {
+        if (auto *window = qobject_cast<MainWindow *>(widget))
+            return window;
+    }
+    return nullptr;
 }
 
 void WindowUnderTest::click(const char *button) const

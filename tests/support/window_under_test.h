@@ -19,6 +19,9 @@ public:
     WindowUnderTest();
     Q_DISABLE_COPY(WindowUnderTest)
 
+    /** Returns the window of a main() that runs in this process, or null. */
+    static MainWindow *ofTheProgram();
+
     /** Returns the widget of the form with that name; the test ends without it. */
     template<typename Widget>
     Widget *find(const char *name) const
