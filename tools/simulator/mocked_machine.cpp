@@ -115,8 +115,9 @@ void MockedMachine::Testbed::add(const Description &description, const QString &
         properties << "ID_MODEL" << description.model;
     port.tty = addDevice("tty", node, port.parent, properties);
 
-    setLink(node, portPath);
     ::umockdev_testbed_attach_ioctl(m_testbed, path.constData(), m_ioctlHandler, nullptr);
+    // Last: opened before its ioctls are handled, a port would end the program that opens it.
+    setLink(node, portPath);
     m_ports.insert(node, port);
 }
 
