@@ -30,13 +30,19 @@ SimulatedDevice::Settings settings()
 
 void connectToDevice(WindowDriver *driver, const QString &port, const SimulatedDevice &device)
 {
-    driver->click("devConnectButton");
-    driver->waitForPage("pageConnected");
-    driver->waitForText("label_com_port", port);
     const auto *channels = driver->find<QComboBox>("channelSelect");
-    driver->waitFor("the channel report", [&] {
+    const auto hasReported = [&] {
         return channels->currentText().toInt() == device.channel() && !device.isSniffing();
-    });
+    };
+    driver->click("devConnectButton");
+    driver->waitFor("an answer", [&] { return hasReported() || driver->shows("pageNoFirmware"); });
+    // On a busy machine the program may have given up before the answer.
+    if (driver->shows("pageNoFirmware")) {
+        driver->click("backBtn");
+        connectToDevice(driver, port, device);
+        return;
+    }
+    driver->waitForText("label_com_port", port);
 }
 
 void saveWiresharkHelp(WindowDriver *driver)

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr int patienceMs = 60000;
+
 QAction *findAction(const QList<QAction *> &actions, const char *text)
 {
     for (QAction *action : actions) {
@@ -28,7 +30,7 @@ WindowDriver::WindowDriver(const QDir &pictures)
     m_window.move(0, 0);
     m_window.show();
     m_window.activateWindow();
-    if (!QTest::qWaitForWindowActive(&m_window))
+    if (!QTest::qWaitForWindowActive(&m_window, patienceMs))
         qFatal("the window does not become active");
 }
 
@@ -67,14 +69,19 @@ void WindowDriver::choose(const char *entry)
 
 void WindowDriver::waitFor(const char *event, const std::function<bool()> &hasHappened) const
 {
-    if (!QTest::qWaitFor(hasHappened))
+    if (!QTest::qWaitFor(hasHappened, patienceMs))
         qFatal("waited for %s in vain", event);
+}
+
+bool WindowDriver::shows(const char *page) const
+{
+    const auto *pages = find<QStackedWidget>("stackedWidget");
+    return pages->currentWidget()->objectName() == QLatin1String(page);
 }
 
 void WindowDriver::waitForPage(const char *page) const
 {
-    const auto *pages = find<QStackedWidget>("stackedWidget");
-    waitFor(page, [&] { return pages->currentWidget()->objectName() == QLatin1String(page); });
+    waitFor(page, [this, page] { return shows(page); });
 }
 
 void WindowDriver::waitForText(const char *label, const QString &text) const
@@ -91,7 +98,7 @@ void WindowDriver::save(const char *name, int height)
 void WindowDriver::saveWithPopup(const char *name, int height)
 {
     const QWidget *popup = QApplication::activePopupWidget();
-    if (!popup || !QTest::qWaitForWindowExposed(popup->windowHandle()))
+    if (!popup || !QTest::qWaitForWindowExposed(popup->windowHandle(), patienceMs))
         qFatal("nothing is open over the window for %s", name);
     // A popup is a window of its own: only the screen shows both.
     const QRect place = upperPart(height).translated(m_window.geometry().topLeft());

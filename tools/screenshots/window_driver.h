@@ -9,7 +9,7 @@
 /**
  * The real window, worked with the mouse and the keyboard, and its pictures. The
  * program ends with a message (qFatal) when something is not there to be worked
- * or does not happen within five seconds.
+ * or does not happen within a minute.
  */
 class WindowDriver
 {
@@ -36,6 +36,7 @@ public:
     void choose(const char *entry);
 
     void waitFor(const char *event, const std::function<bool()> &hasHappened) const;
+    bool shows(const char *page) const;
     void waitForPage(const char *page) const;
     void waitForText(const char *label, const QString &text) const;
 
