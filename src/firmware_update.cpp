@@ -109,7 +109,6 @@ void MainWindow::finishInstallation()
     hide();
     // The event loop has ended, and nothing else would tell a Wayland desktop.
     QGuiApplication::sync();
-    // The tool's end may have been among the events.
-    if (flasherProcess)
-        FlashingProcess::letFinish(flasherProcess, installationPatienceMs);
+    // The tool's end may have been among the events: then there is no process any more.
+    FlashingProcess::letFinish(flasherProcess, installationPatienceMs);
 }

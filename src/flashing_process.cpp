@@ -4,7 +4,7 @@
 
 void FlashingProcess::letFinish(QProcess *process, int patienceMs)
 {
-    if (process->state() == NotRunning || process->waitForFinished(patienceMs))
+    if (!process || process->state() == NotRunning || process->waitForFinished(patienceMs))
         return;
     static QProcess *leftToItself;
     leftToItself = process;

@@ -16,7 +16,7 @@ public:
     /**
      * Reads what @p process writes until it has ended, for up to @p patienceMs; its signals
      * arrive. If it is still at work then, it is left to itself: it has no owner any more
-     * and is never destroyed, since a QProcess kills in its destructor.
+     * and is never destroyed, since a QProcess kills in its destructor. Null is nothing to do.
      */
     static void letFinish(QProcess *process, int patienceMs);
 
