@@ -73,9 +73,9 @@ private:
 class ColouredStyle : public QProxyStyle
 {
 public:
-    explicit ColouredStyle(const QPalette &palette)
+    explicit ColouredStyle(QPalette palette)
         : QProxyStyle("Fusion")
-        , m_palette(palette)
+        , m_palette(std::move(palette))
     { }
 
     QPalette standardPalette() const override { return m_palette; }
