@@ -8,6 +8,7 @@ int main(int argc, char *argv[])
 {
     Appearance::scaleWithTheScreen();
     QApplication application(argc, argv);
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.tarvos.fennix"));
     const Appearance appearance;
     MainWindow window;
     window.show();

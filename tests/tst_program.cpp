@@ -70,8 +70,10 @@ void ProgramTest::showsItsWindowAndLogsWhatHappensAfterwards()
     QTemporaryFile output;
     QVERIFY(output.open());
     static bool isVisible;
+    static QString desktopEntry;
     user = [](MainWindow *window) {
         isVisible = window->isVisible();
+        desktopEntry = QGuiApplication::desktopFileName();
         window->findChild<QAbstractButton *>("refreshComButton")->click();
     };
 
@@ -87,6 +89,7 @@ void ProgramTest::showsItsWindowAndLogsWhatHappensAfterwards()
 
     QCOMPARE(exitCode, 0);
     QVERIFY(isVisible);
+    QVERIFY(QFile::exists(PACKAGING_FOLDER "/" + desktopEntry + ".desktop"));
     // The scan during the window's construction found the board, too, but is not logged.
     QVERIFY(output.seek(0));
     const QString log = QString::fromLocal8Bit(output.readAll());
