@@ -348,7 +348,7 @@ void SimulatorTest::intervalSpacesTheFrames()
     clock.start();
     QVERIFY(host.write("\nsniff\n"));
     QTRY_COMPARE(finished.size(), 1);
-    QVERIFY(clock.elapsed() >= 4 * 50);
+    QVERIFY(clock.elapsed() >= 4LL * 50);
     QTRY_COMPARE(host.received().toHex(), recordsOf(settings.traffic).toHex());
 }
 
