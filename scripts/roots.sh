@@ -1,0 +1,73 @@
+# Clean Debian systems for the scripts, each a folder that root enters; sourced after
+# common.sh, never run.
+
+root_packages=(mmdebstrap debian-archive-keyring iproute2)
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/fennix
+keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+
+native_architecture=$(dpkg --print-architecture)
+native_suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+
+check_suite() { [[ $1 =~ ^(bookworm|trixie)$ ]] || reject "no suite '$1'"; }
+
+# The release's repository, from where this machine itself has Debian's. Without the security
+# updates: mirrors have those of two architectures at different times, and then nothing installs.
+debian_source()
+{
+    local uri
+    uri=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Label: Debian' | sed -n 1p)
+    [ -n "$uri" ] || die "this machine's apt has no repository of Debian"
+    echo "deb [signed-by=$keyring] $uri $1 main"
+}
+
+# make_archive SUITE OPTION...: has mmdebstrap make a system, unless there is one of this week
+# by the same options; its name is in $archive then
+make_archive()
+{
+    local suite=$1 source
+    shift
+    archive=$cache/$suite-$(sha256sum <<< "$*" | head -c 12).tar
+    [ -z "$(find "$archive" -mtime -7 2> /dev/null)" ] || return 0
+
+    need_packages "${root_packages[@]}"
+    say "Making a clean root of $suite, which takes some minutes"
+    source=$(debian_source "$suite")
+    mkdir -p "$cache" build
+    as_root mmdebstrap --quiet --variant=minbase "$@" "$suite" - "$source" \
+        2> build/root.log > "$archive.part" \
+        || die "mmdebstrap has failed:"$'\n'"$(tail -n 20 build/root.log)"
+    mv "$archive.part" "$archive"
+}
+
+# Unpacks the archive into a folder, $root, that goes when the script ends.
+unpack_root()
+{
+    need_packages "${root_packages[@]}"
+    can_become_root || die "only root can make a clean root"
+    root=$(mktemp -d -p "${TMPDIR:-/var/tmp}" fennix-root.XXXXXX)
+    trap 'as_root rm -rf --one-file-system "$root"' EXIT
+    as_root tar -xf "$archive" -C "$root" --exclude='./dev/*'
+}
+
+# in_root COMMAND...: runs it in $root as root, with no network but its own loopback
+#
+# Entered by pivot_root: a chroot refuses the namespaces in which tests run and pictures are
+# taken.
+in_root()
+{
+    as_root unshare --mount --uts --ipc --net --pid --fork --kill-child bash -ec '
+        ip link set lo up
+        mount --bind "$1" "$1"
+        cd "$1"
+        shift
+        mount -t proc proc proc
+        mount --rbind /sys sys
+        mount --rbind /dev dev
+        mount -t devpts -o newinstance,ptmxmode=0666,mode=620,gid=5 devpts dev/pts
+        mount --bind dev/pts/ptmx dev/ptmx
+        mount -t tmpfs tmpfs tmp
+        pivot_root . mnt
+        cd /
+        umount --lazy mnt
+        exec env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 "$@"' - "$root" "$@"
+}
