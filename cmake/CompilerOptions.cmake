@@ -1,7 +1,8 @@
-# Warnings, sanitizers and message context for every target of the project.
+# Warnings, sanitizers, coverage and message context for every target of the project.
 
 option(FENNIX_WARNINGS_AS_ERRORS "Fail the build on any compiler warning" OFF)
 option(FENNIX_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(FENNIX_COVERAGE "Count the lines and branches that the tests reach" OFF)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(FENNIX_WARNINGS_AS_ERRORS)
@@ -19,4 +20,9 @@ if(FENNIX_SANITIZE)
   # Linked statically, the sanitizer needs no place of its own at the head of
   # LD_PRELOAD, which belongs to the mocked machine of the tests.
   add_link_options(-fsanitize=address,undefined -static-libasan)
+endif()
+
+if(FENNIX_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
 endif()
