@@ -22,7 +22,8 @@ QByteArray dataRecord()
 
 void sleepUntil(int64_t time)
 {
-    const timespec due = {time / 1000000000, time % 1000000000};
+    const timespec due = {static_cast<time_t>(time / 1000000000),
+                          static_cast<long>(time % 1000000000)};
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &due, nullptr);
 }
 
