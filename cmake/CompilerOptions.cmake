@@ -4,7 +4,8 @@ option(FENNIX_WARNINGS_AS_ERRORS "Fail the build on any compiler warning" OFF)
 option(FENNIX_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(FENNIX_COVERAGE "Count the lines and branches that the tests reach" OFF)
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+# On ARM, GCC would note each call that objects made before GCC 7.1 could not take.
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi)
 if(FENNIX_WARNINGS_AS_ERRORS)
   add_compile_options(-Werror)
 endif()
