@@ -11,6 +11,11 @@
 extern "C" time_t __wrap_time(time_t *out);
 extern "C" int __wrap_gettimeofday(timeval *now, void *zone);
 
+// What they are called on a 32-bit system whose time_t has 64 bits.
+extern "C" [[gnu::alias("__wrap_time")]] time_t __wrap___time64(time_t *out);
+extern "C" [[gnu::alias("__wrap_gettimeofday")]] int __wrap___gettimeofday64(timeval *now,
+                                                                             void *zone);
+
 namespace {
 time_t clockSeconds;
 suseconds_t clockMicroseconds;

@@ -11,6 +11,10 @@
 // The linker leads the program's readings of the clock here.
 extern "C" int __wrap_gettimeofday(timeval *now, void *zone);
 
+// What it is called on a 32-bit system whose time_t has 64 bits.
+extern "C" [[gnu::alias("__wrap_gettimeofday")]] int __wrap___gettimeofday64(timeval *now,
+                                                                             void *zone);
+
 namespace {
 timeval currentTime;
 } // namespace
