@@ -3,7 +3,7 @@
 # cmake -D PROJECT=... -P check_documents.cmake
 
 set(missing "")
-foreach(document IN ITEMS README.md docs/architecture.md)
+foreach(document IN ITEMS README.md CONTRIBUTING.md docs/architecture.md)
   file(READ "${PROJECT}/${document}" text)
   string(REGEX MATCHALL "[`(](src|forms|resources|tools|tests|benchmarks|docs|scripts)/[^`) ]*"
          paths "${text}")
