@@ -80,7 +80,7 @@ void restart(QString *text)
 }
 
 /** Returns @p microseconds as a 32-bit binary fraction of a second. */
-quint32 ntpFraction(suseconds_t microseconds)
+quint32 ntpFraction(qint64 microseconds)
 {
     const double fraction = static_cast<double>(microseconds + 1) * 4294967296.0 * 1e-6;
     return fraction < 4294967295.0 ? static_cast<quint32>(fraction) : 0xFFFFFFFFU;
