@@ -1,6 +1,7 @@
 #include "mocked_machine.h"
 #include "simulated_device.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QSerialPort>
@@ -106,6 +107,7 @@ private slots:
     void programReportsControlLinesItCannotFollow();
     void programStartsItselfUnderTheWrapper();
     void programNamesTheMissingWrapper();
+    void programLinksPortsInAFolder();
 };
 
 void SimulatorMachineTest::initTestCase()
@@ -281,6 +283,9 @@ void SimulatorMachineTest::programRefusesWrongArguments_data()
     row("node taken twice", "--device vostrel --device vostrel true", 2,
         "two devices on node ttyAMA0; a vostrel is on ttyAMA0 or ttyS0\n");
     row("alias of nothing", "--serial0 ttyS0 true", 2, "no device on node 'ttyS0' for --serial0\n");
+    row("no name of a folder", "--ports= true", 2, "--ports needs a folder\n");
+    row("folder in a file", "--ports /etc/passwd/ports true", 1,
+        "cannot make the folder '/etc/passwd/ports'\n");
     row("no capture", "--replay /none.pcap true", 1,
         "/none.pcap: cannot be read: No such file or directory\n");
     row("not a capture", "--replay /etc/passwd true", 1,
@@ -428,6 +433,31 @@ void SimulatorMachineTest::programNamesTheMissingWrapper()
     QCOMPARE(program.readAllStandardError(),
              QByteArray("fennix-simulator: umockdev-wrapper not found; install Debian's package "
                         "umockdev\n"));
+}
+
+void SimulatorMachineTest::programLinksPortsInAFolder()
+{
+    const QTemporaryDir parent;
+    const QString folder = parent.filePath(QStringLiteral("new/ports"));
+    Program program(QStringLiteral("--ports %1 --device vostrel:channel=14 --serial0 ttyAMA0")
+                        .arg(folder)
+                        .split(QLatin1Char(' '))
+                    + shell(QStringLiteral("cd %1; exec 3<>serial0; printf '\nparms\n' >&3;"
+                                           "cat <&3 2>/dev/null; until test -e ttyAMA0; do :; done;"
+                                           "echo again")
+                                .arg(folder)));
+    // No machine is mocked: the program does without the wrapper.
+    program.setProcessEnvironment(withoutPreload());
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(program.hasPrinted("\nHAN: 14\n"), startTimeoutMs);
+    program.write("unplug ttyAMA0\n");
+    QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(folder + QLatin1String("/ttyAMA0")),
+                             startTimeoutMs);
+    program.write("plug ttyAMA0\n");
+    QVERIFY(program.waitForFinished());
+    QVERIFY(program.hasPrinted("again\n"));
+    QCOMPARE(program.readAllStandardError(), QByteArray());
+    QVERIFY(QDir(folder).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(SimulatorMachineTest)

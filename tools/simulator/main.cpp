@@ -1,5 +1,6 @@
 #include "command.h"
 #include "control_input.h"
+#include "mocked_machine.h"
 #include "options.h"
 #include "simulation.h"
 #include "termination_signals.h"
@@ -80,7 +81,7 @@ int main(int argc, char *argv[])
         complain(failure.message);
         return failure.exitCode;
     }
-    if (!Simulator::MockedMachine::isPossible(nullptr))
+    if (options->ports.isEmpty() && !Simulator::MockedMachine::isPossible(nullptr))
         return restartUnderWrapper(argv);
     qunsetenv(restartMark);
     return simulate(*options);

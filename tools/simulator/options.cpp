@@ -3,6 +3,7 @@
 #include "device_options.h"
 
 #include <QCommandLineParser>
+#include <QDir>
 
 #include <algorithm>
 
@@ -35,6 +36,9 @@ void declareOptions(QCommandLineParser *parser)
          QStringLiteral("kind[:options]")},
         {QStringLiteral("serial0"), QStringLiteral("Make /dev/serial0 a link to this node."),
          QStringLiteral("node")},
+        {QStringLiteral("ports"),
+         QStringLiteral("Mock no machine: the ports are links in this folder, named as the nodes."),
+         QStringLiteral("folder")},
         {QStringLiteral("replay"),
          QStringLiteral("Send the frames of this pcap or pcapng capture."), QStringLiteral("file")},
         {QStringLiteral("once"), QStringLiteral("Send the frames once, not over and over.")},
@@ -103,6 +107,14 @@ QString addDevices(const QStringList &values, const SimulatedDevice::Settings &s
     return QString();
 }
 
+bool makePortFolder(const Options &options, QString *error)
+{
+    if (options.ports.isEmpty() || QDir().mkpath(options.ports))
+        return true;
+    *error = QStringLiteral("cannot make the folder '%1'").arg(options.ports);
+    return false;
+}
+
 QString readArguments(const QCommandLineParser &parser, Options *options)
 {
     options->command = parser.positionalArguments();
@@ -121,6 +133,9 @@ QString readArguments(const QCommandLineParser &parser, Options *options)
     if (!error.isEmpty())
         return error;
 
+    options->ports = parser.value(QStringLiteral("ports"));
+    if (parser.isSet(QStringLiteral("ports")) && options->ports.isEmpty())
+        return QStringLiteral("--ports needs a folder");
     options->serial0 = parser.value(QStringLiteral("serial0"));
     if (parser.isSet(QStringLiteral("serial0")) && !hasNode(options->devices, options->serial0))
         return QStringLiteral("no device on node '%1' for --serial0").arg(options->serial0);
@@ -149,7 +164,8 @@ std::optional<Options> parseOptions(const QStringList &arguments, Failure *failu
         return std::nullopt;
 
     failure->exitCode = 1;
-    if (!readCapture(parser, &options, &failure->message))
+    if (!readCapture(parser, &options, &failure->message)
+        || !makePortFolder(options, &failure->message))
         return std::nullopt;
     return options;
 }

@@ -21,6 +21,8 @@ struct Options
 {
     QVector<DeviceOptions> devices;
     QString serial0;
+    /** Where the ports are to appear; empty for a mocked machine. */
+    QString ports;
     QStringList command;
 };
 

@@ -1,9 +1,15 @@
 #include "simulation.h"
 
+#include "mocked_machine.h"
+#include "port_folder.h"
+
 #include <QStringList>
 
 #include <cstdio>
 
+using Simulator::Machine;
+using Simulator::MockedMachine;
+using Simulator::PortFolder;
 using Simulator::SimulatedDevice;
 
 namespace {
@@ -11,9 +17,17 @@ namespace {
 constexpr int defaultNoise = 64;
 constexpr int mostNoise = 100000;
 
+std::unique_ptr<Machine> newMachine(const QString &ports)
+{
+    if (ports.isEmpty())
+        return std::make_unique<MockedMachine>();
+    return std::make_unique<PortFolder>(ports);
+}
+
 } // namespace
 
 Simulation::Simulation(const Options &options)
+    : m_machine(newMachine(options.ports))
 {
     for (const DeviceOptions &device : options.devices) {
         Port &port = m_ports[device.node];
@@ -21,7 +35,7 @@ Simulation::Simulation(const Options &options)
         plugIn(&port);
     }
     if (!options.serial0.isEmpty())
-        m_machine.linkSerial0(options.serial0);
+        m_machine->linkSerial0(options.serial0);
 }
 
 QString Simulation::control(const QString &line)
@@ -58,7 +72,7 @@ QStringList Simulation::nodes() const
 QString Simulation::act(const QString &action, const QString &argument, Port *port)
 {
     const bool plug = action == QLatin1String("plug");
-    if (plug == m_machine.isPluggedIn(port->options.node))
+    if (plug == m_machine->isPluggedIn(port->options.node))
         return QStringLiteral("%1 is %2 plugged in")
             .arg(port->options.node, plug ? QStringLiteral("already") : QStringLiteral("not"));
 
@@ -98,12 +112,12 @@ void Simulation::plugIn(Port *port)
         std::fprintf(stderr, "fennix-simulator: %s has sent all %d frames\n", qPrintable(node),
                      device->framesSent());
     });
-    m_machine.plugIn(port->options.kind, node, port->device->portPath());
+    m_machine->plugIn(port->options.kind, node, port->device->portPath());
 }
 
 void Simulation::unplug(Port *port)
 {
     // Pulling the plug hangs the line up as well as taking the node away.
     port->device->hangUp();
-    m_machine.unplug(port->options.node);
+    m_machine->unplug(port->options.node);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "mocked_machine.h"
+#include "machine.h"
 #include "options.h"
 
 #include <QString>
@@ -37,6 +37,6 @@ private:
     void plugIn(Port *port);
     void unplug(Port *port);
 
-    Simulator::MockedMachine m_machine;
+    std::unique_ptr<Simulator::Machine> m_machine;
     std::map<QString, Port> m_ports;
 };

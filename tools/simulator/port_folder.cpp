@@ -1,0 +1,42 @@
+#include "port_folder.h"
+
+#include <QFile>
+
+namespace Simulator {
+
+PortFolder::PortFolder(const QString &path)
+    : m_path(path)
+{ }
+
+PortFolder::~PortFolder()
+{
+    const QStringList names = m_links.keys();
+    for (const QString &name : names)
+        unplug(name);
+}
+
+QString PortFolder::plugIn(Kind, const QString &node, const QString &portPath)
+{
+    return setLink(node, portPath);
+}
+
+void PortFolder::unplug(const QString &node)
+{
+    QFile::remove(m_links.take(node));
+}
+
+void PortFolder::linkSerial0(const QString &node)
+{
+    setLink(QStringLiteral("serial0"), node);
+}
+
+QString PortFolder::setLink(const QString &name, const QString &target)
+{
+    const QString path = m_path + QLatin1Char('/') + name;
+    QFile::remove(path);
+    QFile::link(target, path);
+    m_links.insert(name, path);
+    return path;
+}
+
+} // namespace Simulator
