@@ -1,0 +1,273 @@
+"""What stands around the emulated computer: the radio's devices, a network, the eyes and
+hands of the person in front of it."""
+
+import os
+import signal
+import subprocess
+import time
+
+import frames
+from guest import Failure, Guest, wait_until
+from usb_bridge import UsbBridge
+
+USER = "user"
+SESSION_LOG = "/home/user/session.log"
+ENTRY = "com.tarvos.fennix.desktop"
+CAPTURE = "/home/user/capture.pcapng"
+BOARD = "/sys/bus/amba/drivers/uart-pl011"
+
+# QEMU's network: the guest, and this machine as another one.
+OWN_ADDRESS = "10.0.2.15"
+GATEWAY = "10.0.2.2"
+
+# The window and the places in it.
+WINDOW = "^FENNIX$"
+REFRESH = (485, 247)
+CONNECT = (455, 368)
+DISCONNECT = (470, 448)
+REMOTE_ADDRESS = (354, 241)
+START = (495, 321)
+STOP = (438, 321)
+INSTALL_FIRMWARE = (285, 277)
+BACK = (425, 277)
+HELP_MENU = (55, 10)
+
+# Tells whether the port of Wireshark's UDP listener is taken.
+IS_LISTENING = f"grep -qi ':{frames.ZEP_PORT:X} ' /proc/net/udp /proc/net/udp6"
+LISTENER_OPTIONS = (
+    *("-o", f"extcap.udpdump.port:{frames.ZEP_PORT}", "-o", "extcap.udpdump.payload:zep"),
+    *("-o", "wpan.802154_fcs_ok:FALSE"),
+)
+
+
+class Simulator:
+    """Simulated devices, whose ports are links in a folder."""
+
+    def __init__(self, program, folder, *options):
+        self.ports = folder
+        command = [program, "--ports", folder, *options, "--", "sleep", "infinity"]
+        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, text=True)
+        wait_until(lambda: os.path.exists(f"{folder}/ttyUSB0"), "the simulated dongle", 10)
+
+    def control(self, line):
+        self.process.stdin.write(line + "\n")
+        self.process.stdin.flush()
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait()
+
+
+class Bench:
+    def __init__(self, options):
+        self.options = options
+        self.folder = options.output
+        self.frames = self.read_frames()
+        self.simulator = self.simulate("--device", "vostrel", "--interval", "50")
+        self.bridge = None
+        self.guest = None
+        self.captured = b""
+
+    def simulate(self, *options):
+        return Simulator(self.options.simulator, f"{self.folder}/ports", "--device", "mirzel", *options)
+
+    def read_frames(self):
+        simulator = self.simulate("--once", "--unthrottled")
+        try:
+            return frames.device_frames(f"{simulator.ports}/ttyUSB0")
+        finally:
+            simulator.stop()
+
+    # The machine
+
+    def power_on(self):
+        if self.guest:
+            self.guest.poweroff()
+        for name in ("monitor", "agent", "usb"):
+            if os.path.exists(f"{self.folder}/{name}"):
+                os.remove(f"{self.folder}/{name}")
+        self.guest = Guest(self.qemu_command(), self.folder, USER)
+
+    def qemu_command(self):
+        folder, image = self.folder, self.options.image
+        return [
+            *("timeout", "3600", "qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15"),
+            *("-smp", "2", "-m", "1024", "-nodefaults", "-display", "none"),
+            *("-kernel", f"{image}/vmlinuz", "-initrd", f"{image}/initrd.img"),
+            *("-append", "root=/dev/vda rw console=tty0 console=hvc0 net.ifnames=0 quiet"),
+            *("-drive", f"if=none,id=system,file={folder}/system.qcow2"),
+            *("-device", "virtio-blk-pci,drive=system"),
+            *("-drive", f"if=none,id=packages,format=raw,readonly=on,file={folder}/packages.img"),
+            *("-device", "virtio-blk-pci,drive=packages"),
+            *("-device", "virtio-gpu-pci,xres=1024,yres=768", "-device", "virtio-rng-pci"),
+            *("-netdev", "user,id=network", "-device", "virtio-net-pci,netdev=network"),
+            *("-qmp", f"unix:{folder}/monitor,server=on,wait=off"),
+            *("-device", "virtio-serial-pci"),
+            *("-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off"),
+            *("-device", "virtserialport,chardev=agent,name=org.qemu.guest_agent.0"),
+            *("-chardev", f"file,id=console,path={folder}/console.log"),
+            *("-device", "virtconsole,chardev=console"),
+            *("-chardev", f"serial,id=board,path={folder}/ports/ttyAMA0", "-serial", "chardev:board"),
+            *("-chardev", f"socket,id=usb,path={folder}/usb,server=on,wait=off"),
+            *("-device", "qemu-xhci", "-device", "usb-redir,chardev=usb"),
+        ]
+
+    def stop(self):
+        if self.guest:
+            self.guest.stop()
+        self.simulator.stop()
+
+    # The devices
+
+    def plug_in(self):
+        if self.bridge:
+            return
+        if not os.path.exists(f"{self.folder}/ports/ttyUSB0"):
+            self.simulator.control("plug ttyUSB0")
+            wait_until(lambda: os.path.exists(f"{self.folder}/ports/ttyUSB0"), "the simulated dongle", 10)
+        self.bridge = UsbBridge(f"{self.folder}/usb", f"{self.folder}/ports/ttyUSB0")
+        wait_until(lambda: self.guest.succeeds("test -c /dev/ttyUSB0"), "/dev/ttyUSB0")
+        self.guest.run("udevadm settle")
+
+    def pull_out(self):
+        if not self.bridge:
+            return
+        self.bridge.unplug()
+        self.bridge = None
+        self.simulator.control("unplug ttyUSB0")
+        wait_until(lambda: not self.guest.succeeds("test -e /dev/ttyUSB0"), "the end of /dev/ttyUSB0")
+
+    def attach_board(self, attached):
+        """The driver is taken off the port, or put on it again."""
+        if self.guest.succeeds("test -e /dev/ttyAMA0") != attached:
+            action = "bind" if attached else "unbind"
+            self.guest.run(f"echo 9000000.pl011 > {BOARD}/{action}; udevadm settle")
+
+    def use(self, device):
+        """Only the board or only the dongle is there, and the window offers it."""
+        if device == "dongle":
+            self.attach_board(False)
+            self.plug_in()
+        else:
+            self.pull_out()
+            self.attach_board(True)
+        self.start_capture()
+        self.disconnect()
+        self.click(REFRESH)
+
+    # The program
+
+    def launch(self, action=""):
+        """Starts the program by its desktop entry, or an action of that."""
+        launch = f"launch_action('{action}', None)" if action else "launch()"
+        script = f"from gi.repository.Gio import DesktopAppInfo as Entry; Entry.new('{ENTRY}').{launch}"
+        self.guest.run(f'stdbuf -oL python3 -c "{script}" >> {SESSION_LOG} 2>&1 < /dev/null', USER)
+
+    def window(self, name=WINDOW):
+        found = self.guest.run(f"xdotool search --onlyvisible --name '{name}' || true", USER).split()
+        return found[-1] if found and found[-1].isdecimal() else ""
+
+    def wait_for_window(self, name=WINDOW, limit=120):
+        return wait_until(lambda: self.window(name), f"a window '{name}'", limit, 1)
+
+    def log_count(self, text):
+        return self.guest.run(f"cat {SESSION_LOG}").count(text)
+
+    def wait_for_log(self, text, count, limit=30):
+        """Until the program has said more of this than the given count."""
+        wait_until(lambda: self.log_count(text) > count, f"'{text}' in the program's log", limit)
+
+    def xdotool(self, actions):
+        self.guest.run(f"xdotool {actions}", USER)
+
+    def click(self, place, actions="click 1"):
+        x, y = place
+        self.xdotool(f"mousemove --window {self.wait_for_window()} {x} {y} {actions}")
+
+    def connect(self):
+        connected = self.log_count(" Connected")
+        self.click(CONNECT)
+        self.wait_for_log(" Connected", connected)
+        # A device that did not answer is given up after 300 ms.
+        time.sleep(1)
+        if not self.is_connected():
+            raise Failure("the device has not told its channel")
+
+    def is_connected(self):
+        said = self.guest.run(f"cat {SESSION_LOG}")
+        return said.rfind(" Connected") > said.rfind("Disconnected")
+
+    def disconnect(self):
+        if self.is_connected():
+            self.click(DISCONNECT)
+            wait_until(lambda: not self.is_connected(), "the end of the connection")
+
+    def set_remote_address(self, address):
+        self.click(REMOTE_ADDRESS, f"click --repeat 3 --delay 50 1 type {address}")
+
+    def screenshot(self, name):
+        self.guest.screenshot(name)
+
+    # Captures
+
+    def start_capture(self):
+        """tshark listens in the guest, by the profile of the package."""
+        if self.guest.succeeds("pgrep -x tshark"):
+            return
+        self.guest.run(
+            f"rm -f {CAPTURE}; tshark -C FENNIX -i udpdump -w {CAPTURE} > ~/tshark.log 2>&1 < /dev/null &", USER
+        )
+        self.captured = b""
+        wait_until(lambda: self.guest.succeeds(IS_LISTENING), "tshark to listen", 120)
+
+    def stop_capture(self):
+        self.guest.run("pkill -INT -x tshark; while pgrep -x 'tshark|udpdump'; do sleep 0.2; done", check=False)
+
+    def datagrams(self):
+        self.captured += self.guest.read_file(CAPTURE, len(self.captured))
+        return frames.Datagrams(self.captured)
+
+    def wait_for_datagrams(self, count, since):
+        """The captured datagrams behind the first ones, once there are so many."""
+        wait_until(lambda: len(self.datagrams()) >= since + count, f"{count} datagrams in tshark", 60, 1)
+        return self.datagrams().since(since)
+
+    def capture(self, count):
+        """Presses Start, and leaves the capture on."""
+        begin = len(self.datagrams())
+        self.click(START)
+        return self.wait_for_datagrams(count, begin)
+
+    def dissect(self):
+        """What the guest's tshark makes of each packet captured so far."""
+        fields = "-T fields -e frame.protocols -e _ws.col.Info"
+        return self.guest.run(f"tshark -C FENNIX -r {CAPTURE} {fields} 2> /dev/null", USER).splitlines()
+
+
+class Listener:
+    """tshark at this end of the guest's network."""
+
+    def __init__(self, folder):
+        self.capture = f"{folder}/remote.pcapng"
+        command = ["tshark", "-i", "udpdump", *LISTENER_OPTIONS, "-w", self.capture]
+        with open(f"{folder}/remote.log", "w", encoding="utf-8") as log:
+            self.process = subprocess.Popen(command, stdout=log, stderr=log)
+
+    def __enter__(self):
+        listening = ["sh", "-c", IS_LISTENING]
+        wait_until(lambda: subprocess.run(listening, check=False).returncode == 0, "tshark to listen")
+        return self
+
+    def __exit__(self, *_):
+        self.process.send_signal(signal.SIGINT)
+        self.process.wait()
+
+    def datagrams(self, count):
+        """The captured datagrams, once there are so many."""
+        with open(self.capture, "rb") as capture:
+            captured = frames.Datagrams(capture.read())
+        return captured if len(captured) >= count else None
+
+    def dissected(self):
+        command = ["tshark", *LISTENER_OPTIONS, "-r", self.capture, "-Y", "wpan || zep.type == 2"]
+        return len(subprocess.run(command, check=True, capture_output=True).stdout.splitlines())

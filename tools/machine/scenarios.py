@@ -1,0 +1,172 @@
+"""What the emulated computer has to show, each with a name and a line for the reader."""
+
+import time
+
+from bench import GATEWAY, OWN_ADDRESS, START, STOP, USER, Listener
+from guest import Failure, wait_until
+
+SCENARIOS = {}
+
+# TIOCGICOUNT, whose tenth number is that of the breaks.
+COUNT_BREAKS = """python3 -c "
+import fcntl, os, struct
+port = os.open('/dev/ttyUSB0', os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+print(struct.unpack('20i', fcntl.ioctl(port, 0x545D, bytes(80)))[9])" """
+
+# What is sent within three seconds.
+FRAMES = 60
+
+
+def scenario(name):
+    def register(function):
+        SCENARIOS[name] = function
+        return function
+
+    return register
+
+
+@scenario("install")
+def install(bench):
+    """apt installs the packages"""
+    bench.power_on()
+    bench.guest.wait_for_agent()
+    bench.guest.run("mount -r /dev/vdb /mnt")
+    bench.guest.run(
+        "DEBIAN_FRONTEND=noninteractive apt-get -q -y install /mnt/*.deb", limit=300
+    )
+    versions = bench.guest.run("dpkg-query -W -f '${Package} ${Version} ' fennix fennix-data")
+    return versions.strip()
+
+
+@scenario("power-on")
+def power_on(bench):
+    """from power-on to the window"""
+    bench.power_on()
+    bench.guest.wait_for_agent()
+    bench.wait_for_window(limit=240)
+    seconds = time.monotonic() - bench.guest.started
+    machine = bench.guest.run("uname -rm").strip()
+    return f"{seconds:.0f} s, Linux {machine}"
+
+
+@scenario("board")
+def board(bench):
+    """the board on the PL011 through /dev/serial0"""
+    bench.use("board")
+    bench.connect()
+    got = bench.capture(FRAMES)
+    bench.disconnect()
+    got.check(bench.frames)
+    ports = bench.guest.run("cat /proc/tty/driver/ttyAMA | tail -n 1").strip()
+    return f"{len(got)} frames identical and in sequence; kernel: {ports}"
+
+
+@scenario("dongle")
+def dongle(bench):
+    """the dongle on ftdi_sio, its frames in the guest's tshark"""
+    bench.use("dongle")
+    driver = bench.guest.run("basename $(readlink /sys/class/tty/ttyUSB0/device/driver)").strip()
+    bench.connect()
+    begin = len(bench.datagrams())
+    got = bench.capture(2 * len(bench.frames))
+    bench.disconnect()
+    got.check(bench.frames)
+    dissected = bench.dissect()[begin : begin + len(got)]
+    undissected = [line for line in dissected if "wpan" not in line]
+    if len(dissected) != len(got) or undissected or not any("OnOff: Toggle" in line for line in dissected):
+        raise Failure(f"not dissected as they should be: {undissected or dissected}")
+    return f"{driver}; {len(got)} frames identical, in sequence and dissected"
+
+
+@scenario("remote")
+def remote(bench):
+    """the same frames on another machine"""
+    bench.use("dongle")
+    bench.connect()
+    bench.set_remote_address(GATEWAY)
+    with Listener(bench.folder) as listener:
+        bench.click(START)
+        got = wait_until(lambda: listener.datagrams(FRAMES), f"{FRAMES} datagrams", 60, 1)
+        bench.screenshot("remote-capture")
+        bench.click(STOP)
+    bench.set_remote_address(OWN_ADDRESS)
+    bench.disconnect()
+    got.check(bench.frames)
+    return f"{len(got)} frames identical and in sequence at {GATEWAY}, {listener.dissected()} dissected"
+
+
+@scenario("replug")
+def replug(bench):
+    """pulled out while capturing and plugged in again"""
+    bench.use("dongle")
+    bench.connect()
+    before = bench.capture(FRAMES)
+    errors = bench.log_count("Critical Error")
+    begin = time.monotonic()
+    bench.pull_out()
+    bench.wait_for_log("Critical Error", errors)
+    seconds = time.monotonic() - begin
+    bench.use("dongle")
+    bench.connect()
+    after = bench.capture(FRAMES)
+    bench.disconnect()
+    before.check(bench.frames)
+    after.check(bench.frames)
+    reported = bench.log_count("Critical Error") - errors
+    return f"{len(before)} frames before, {len(after)} after; {reported} error reported within {seconds:.1f} s"
+
+
+@scenario("watchdog")
+def watchdog(bench):
+    """restarted by the device's watchdog while capturing"""
+    bench.use("dongle")
+    bench.connect()
+    begin = len(bench.datagrams())
+    bench.capture(FRAMES)
+    restarts = bench.log_count("watchdog")
+    bench.simulator.control("restart ttyUSB0")
+    bench.wait_for_log("watchdog", restarts)
+    bench.wait_for_datagrams(FRAMES, len(bench.datagrams()))
+    bench.disconnect()
+    got = bench.datagrams().since(begin)
+    got.check(bench.frames)
+    return f"{len(got)} frames in sequence before and after, without a click"
+
+
+@scenario("killed")
+def killed(bench):
+    """the program killed while capturing and started again"""
+    bench.use("dongle")
+    bench.connect()
+    bench.capture(FRAMES).check(bench.frames)
+    bench.guest.run("pkill -KILL -x fennix")
+    wait_until(lambda: not bench.window(), "the end of the window")
+    bench.launch()
+    bench.wait_for_window()
+    bench.connect()
+    got = bench.capture(FRAMES)
+    bench.disconnect()
+    got.check(bench.frames)
+    return f"{len(got)} frames, numbered from {got.numbers[0]}"
+
+
+@scenario("line")
+def line(bench):
+    """a break and noise on the line while capturing"""
+    bench.use("dongle")
+    bench.connect()
+    begin = len(bench.datagrams())
+    bench.capture(FRAMES)
+    bench.bridge.send_break()
+    bench.wait_for_datagrams(FRAMES, len(bench.datagrams()))
+    breaks = bench.guest.run(COUNT_BREAKS).strip()
+    bench.simulator.control("noise ttyUSB0 300")
+    bench.wait_for_datagrams(FRAMES, len(bench.datagrams()))
+    bench.disconnect()
+    got = bench.datagrams().since(begin)
+    got.check_numbers()
+    # A break in the middle of a frame spoils that one.
+    spoilt = got.foreign(bench.frames)
+    if breaks != "1" or spoilt > 1:
+        raise Failure(f"the kernel counts {breaks} breaks, {spoilt} frames are spoilt")
+    return f"{len(got)} frames, {spoilt} of them spoilt; the kernel counts {breaks} break"
