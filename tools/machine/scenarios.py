@@ -1,8 +1,9 @@
 """What the emulated computer has to show, each with a name and a line for the reader."""
 
+import os
 import time
 
-from bench import GATEWAY, OWN_ADDRESS, START, STOP, USER, Listener
+from bench import BACK, GATEWAY, INSTALL_FIRMWARE, OWN_ADDRESS, START, STOP, USER, Listener
 from guest import Failure, wait_until
 
 SCENARIOS = {}
@@ -12,6 +13,13 @@ COUNT_BREAKS = """python3 -c "
 import fcntl, os, struct
 port = os.open('/dev/ttyUSB0', os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
 print(struct.unpack('20i', fcntl.ioctl(port, 0x545D, bytes(80)))[9])" """
+
+FLASHING_TOOL = """#!/bin/sh
+id -un > /run/flashed.part
+echo "$0 $*" >> /run/flashed.part
+mv /run/flashed.part /run/flashed
+echo verified
+"""
 
 # What is sent within three seconds.
 FRAMES = 60
@@ -72,7 +80,7 @@ def dongle(bench):
     bench.disconnect()
     got.check(bench.frames)
     dissected = bench.dissect()[begin : begin + len(got)]
-    undissected = [line for line in dissected if "wpan" not in line]
+    undissected = [line for line in dissected if "wpan" not in line and "Ack" not in line]
     if len(dissected) != len(got) or undissected or not any("OnOff: Toggle" in line for line in dissected):
         raise Failure(f"not dissected as they should be: {undissected or dissected}")
     return f"{driver}; {len(got)} frames identical, in sequence and dissected"
@@ -141,13 +149,17 @@ def killed(bench):
     bench.capture(FRAMES).check(bench.frames)
     bench.guest.run("pkill -KILL -x fennix")
     wait_until(lambda: not bench.window(), "the end of the window")
+    begin = len(bench.datagrams())
     bench.launch()
     bench.wait_for_window()
     bench.connect()
     got = bench.capture(FRAMES)
     bench.disconnect()
     got.check(bench.frames)
-    return f"{len(got)} frames, numbered from {got.numbers[0]}"
+    # Until it is told to idle, the device goes on with what the killed program asked for.
+    all_of_them = bench.datagrams().since(begin)
+    all_of_them.check_numbers()
+    return f"{len(got)} frames identical and in sequence, numbered from {all_of_them.numbers[0]} again"
 
 
 @scenario("line")
@@ -170,3 +182,69 @@ def line(bench):
     if breaks != "1" or spoilt > 1:
         raise Failure(f"the kernel counts {breaks} breaks, {spoilt} frames are spoilt")
     return f"{len(got)} frames, {spoilt} of them spoilt; the kernel counts {breaks} break"
+
+
+@scenario("seat")
+def seat(bench):
+    """the dongle is the person's at the seat, without a group"""
+    bench.use("dongle")
+    entry = f"user:{USER}:rw-"
+    granted = f"getfacl -cp /dev/ttyUSB0 | grep -qx {entry}"
+    sessions = bench.guest.run("loginctl list-sessions --no-legend").split()
+    groups = bench.guest.run(f"id -nG {USER}").split()
+    if not bench.guest.succeeds(granted) or "seat0" not in sessions or groups != [USER]:
+        raise Failure(f"the user has not been given the dongle; groups {groups}, session {sessions}")
+    if bench.guest.succeeds("runuser -u nobody -- test -r /dev/ttyUSB0"):
+        raise Failure("everybody may open the dongle")
+
+    # Whoever turns to another console is no longer at the seat's screen.
+    bench.guest.run("chvt 2")
+    wait_until(lambda: not bench.guest.succeeds(granted), "the access to be taken away")
+    bench.guest.run("chvt 1")
+    wait_until(lambda: bench.guest.succeeds(granted), "the access to be given back")
+    return f"getfacl has {entry}, taken away while another console is shown; groups: {' '.join(groups)}"
+
+
+@scenario("modemmanager")
+def modemmanager(bench):
+    """ModemManager asks another adapter, and leaves the dongle alone"""
+    bench.use("dongle")
+    guest = bench.guest
+    guest.run("systemctl stop ModemManager")
+    written = bench.bridge.written
+    guest.run("setsid ModemManager --debug > /root/modemmanager.log 2>&1 < /dev/null &")
+    bench.plug_in_adapter()
+    wait_until(lambda: os.path.getsize(bench.adapter_log), "questions to the other adapter", 120, 1)
+    guest.run("pkill -x ModemManager; true")
+    bench.guest.monitor.call("device_del", id="adapter")
+    log = guest.run("cat /root/modemmanager.log")
+    print(log)
+    said = [line for line in log.splitlines() if "ttyUSB0" in line]
+    if bench.bridge.written != written or not said:
+        raise Failure(f"ModemManager has written to the dongle: {said}")
+    return said[-1]
+
+
+@scenario("firmware")
+def firmware(bench):
+    """firmware installed by a stand-in tool, as the sudoers example permits"""
+    bench.use("dongle")
+    guest = bench.guest
+    guest.run(f"sed 's/^%dialout/{USER}/' /usr/share/doc/fennix/examples/sudoers > /etc/sudoers.d/fennix")
+    guest.run("chmod 440 /etc/sudoers.d/fennix && visudo -cq")
+    guest.run(f"cat > /usr/bin/Ostraflash_sniffer << 'TOOL'\n{FLASHING_TOOL}TOOL")
+    guest.run("chmod 755 /usr/bin/Ostraflash_sniffer; echo none > /usr/share/fennix/fw/sniffer.GCF")
+    bench.simulator.control("fail ttyUSB0")
+    bench.press_connect()
+    bench.screenshot("firmware-page")
+    bench.click(INSTALL_FIRMWARE)
+    called = wait_until(lambda: guest.run("cat /run/flashed", check=False).strip(), "the tool's start")
+    bench.simulator.control("flash ttyUSB0")
+    time.sleep(3)
+    bench.screenshot("firmware-done")
+    bench.click(BACK)
+    bench.connect()
+    bench.disconnect()
+    if guest.succeeds("sudo -n true", USER):
+        raise Failure("the user may do anything as root")
+    return f"called as {called}"

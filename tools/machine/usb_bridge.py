@@ -18,8 +18,13 @@ SET_CONFIGURATION, GET_CONFIGURATION, CONFIGURATION_STATUS = 6, 7, 8
 SET_INTERFACE, GET_INTERFACE, INTERFACE_STATUS, CANCEL = 9, 10, 11, 21
 CONTROL, BULK = 100, 101
 
-# The fields that either side may add to packets: the device's version, packet sizes.
-CAPABILITIES = 1 << 1 | 1 << 4
+# What either side may add to packets: the device's version, packet sizes, numbers of 64 bits,
+# lengths of 32 bits, the higher half of which comes last.
+CAPABILITIES = 1 << 1 | 1 << 4 | 1 << 5 | 1 << 6
+# The header of a greeting, which precedes any agreement, and that of what follows.
+GREETING_HEADER = struct.Struct("<III")
+HEADER = struct.Struct("<IIQ")
+BULK_HEADER = struct.Struct("<BBHIH")
 
 SUCCESS, CANCELLED, STALLED = 0, 1, 4
 TYPE_CONTROL, TYPE_BULK, TYPE_NONE = 0, 2, 255
@@ -42,7 +47,10 @@ def string_descriptor(text):
 
 
 class UsbBridge(threading.Thread):
-    """An FT230X, plugged in when it is made; unplug() ends it."""
+    """An FT230X, plugged in when it is made; unplug() ends it.
+
+    It counts the bytes that the guest has written, and those lost because it did not read.
+    """
 
     def __init__(self, usb_socket, serial_port, product_id=0x6015):
         super().__init__(daemon=True)
@@ -54,6 +62,8 @@ class UsbBridge(threading.Thread):
         self.fifo = bytearray()
         self.breaks = 0
         self.lost = 0
+        self.written = 0
+        self.header = GREETING_HEADER
         self.waiting_reads = collections.deque()
         self.received = b""
         self.start()
@@ -98,22 +108,24 @@ class UsbBridge(threading.Thread):
         self.lost += len(received[room:])
 
     def send(self, kind, number, body=b""):
-        self.usb.sendall(struct.pack("<III", kind, len(body), number) + body)
+        self.usb.sendall(self.header.pack(kind, len(body), number) + body)
 
     def read_packets(self):
         received = self.usb.recv(65536)
         self.received += received
-        while len(self.received) >= 12:
-            kind, length, number = struct.unpack_from("<III", self.received)
-            if len(self.received) < 12 + length:
+        while len(self.received) >= self.header.size:
+            kind, length, number = self.header.unpack_from(self.received)
+            end = self.header.size + length
+            if len(self.received) < end:
                 break
-            body = self.received[12 : 12 + length]
-            self.received = self.received[12 + length :]
+            body = self.received[self.header.size : end]
+            self.received = self.received[end:]
             self.handle(kind, number, body)
         return bool(received)
 
     def handle(self, kind, number, body):
         if kind == HELLO:
+            self.header = HEADER
             self.introduce()
         elif kind in (SET_CONFIGURATION, GET_CONFIGURATION):
             self.send(CONFIGURATION_STATUS, number, bytes([SUCCESS, 1]))
@@ -181,17 +193,17 @@ class UsbBridge(threading.Thread):
         return facts.get(request, b"")
 
     def transfer(self, number, body):
-        endpoint, _, length, _ = struct.unpack_from("<BBHI", body)
+        endpoint, _, length, _, _ = BULK_HEADER.unpack_from(body)
         if endpoint == TO_HOST:
             self.waiting_reads.append(number)
             return
-        os.write(self.serial, body[8:])
-        self.send(BULK, number, struct.pack("<BBHI", endpoint, SUCCESS, length, 0))
+        self.written += os.write(self.serial, body[BULK_HEADER.size :])
+        self.send(BULK, number, BULK_HEADER.pack(endpoint, SUCCESS, length, 0, 0))
 
     def cancel(self, number):
         if number in self.waiting_reads:
             self.waiting_reads.remove(number)
-            self.send(BULK, number, struct.pack("<BBHI", TO_HOST, CANCELLED, 0, 0))
+            self.send(BULK, number, BULK_HEADER.pack(TO_HOST, CANCELLED, 0, 0, 0))
 
     def answer_reads(self):
         while self.waiting_reads and (self.fifo or self.breaks):
@@ -205,5 +217,5 @@ class UsbBridge(threading.Thread):
                 data = bytes(self.fifo[: PACKET_SIZE - 2])
                 del self.fifo[: len(data)]
             packet = bytes([CLEAR_TO_SEND, status]) + data
-            header = struct.pack("<BBHI", TO_HOST, SUCCESS, len(packet), 0)
+            header = BULK_HEADER.pack(TO_HOST, SUCCESS, len(packet), 0, 0)
             self.send(BULK, self.waiting_reads.popleft(), header + packet)
