@@ -30,6 +30,7 @@ STOP = (438, 321)
 INSTALL_FIRMWARE = (285, 277)
 BACK = (425, 277)
 HELP_MENU = (55, 10)
+MANUAL = "FENNIX-BHB-en.pdf"
 
 # Tells whether the port of Wireshark's UDP listener is taken.
 IS_LISTENING = f"grep -qi ':{frames.ZEP_PORT:X} ' /proc/net/udp /proc/net/udp6"
@@ -185,8 +186,9 @@ class Bench:
         self.guest.run(f"xdotool {actions}", USER)
 
     def click(self, place, actions="click 1"):
+        window = self.wait_for_window()
         x, y = place
-        self.xdotool(f"mousemove --window {self.wait_for_window()} {x} {y} {actions}")
+        self.xdotool(f"windowactivate --sync {window} mousemove --window {window} {x} {y} {actions}")
 
     def connect(self):
         # On a busy machine the guest stands still for longer than the 300 ms in which a
@@ -216,8 +218,23 @@ class Bench:
     def set_remote_address(self, address):
         self.click(REMOTE_ADDRESS, f"click 1 key ctrl+a type {address}")
 
+    def title(self, window):
+        return self.guest.run(f"xdotool getwindowname {window}", USER).strip()
+
     def screenshot(self, name):
-        self.guest.screenshot(name)
+        """The picture on the screen; its bytes."""
+        with open(self.guest.screenshot(name), "rb") as picture:
+            return picture.read()
+
+    def finished_screenshot(self, name):
+        """The picture once it does not change any more: on this processor, drawing takes time."""
+        pictures = [b""]
+
+        def is_still():
+            pictures.append(self.screenshot(name))
+            return pictures[-1] == pictures[-2]
+
+        wait_until(is_still, "a picture that stays", 120, 4)
 
     # Captures
 
@@ -233,6 +250,10 @@ class Bench:
 
     def stop_capture(self):
         self.guest.run("pkill -INT -x tshark; while pgrep -x 'tshark|udpdump'; do sleep 0.2; done", check=False)
+
+    def frames_in_wireshark(self):
+        """What Wireshark has captured until now, in a file that it keeps for itself."""
+        return frames.Datagrams(self.guest.read_file("/tmp/wireshark_*.pcapng"))
 
     def datagrams(self):
         self.captured += self.guest.read_file(CAPTURE, len(self.captured))
