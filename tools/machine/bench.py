@@ -7,7 +7,7 @@ import subprocess
 import time
 
 import frames
-from guest import Failure, Guest, wait_until
+from guest import LIMIT, Failure, Guest, wait_until
 from usb_bridge import UsbBridge
 
 USER = "user"
@@ -34,6 +34,12 @@ MANUAL = "FENNIX-BHB-en.pdf"
 
 # Tells whether the port of Wireshark's UDP listener is taken.
 IS_LISTENING = f"grep -qi ':{frames.ZEP_PORT:X} ' /proc/net/udp /proc/net/udp6"
+# The emulator for each architecture, and the port on which it has the board.
+MACHINES = {
+    "armhf": (["qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15"], "ttyAMA0"),
+    "amd64": (["qemu-system-x86_64", "-M", "q35"], "ttyS0"),
+}
+
 LISTENER_OPTIONS = (
     *("-o", f"extcap.udpdump.port:{frames.ZEP_PORT}", "-o", "extcap.udpdump.payload:zep"),
     *("-o", "wpan.802154_fcs_ok:FALSE"),
@@ -62,8 +68,9 @@ class Bench:
     def __init__(self, options):
         self.options = options
         self.folder = options.output
+        self.emulator, self.board_port = MACHINES[options.architecture]
         self.frames = self.read_frames()
-        self.simulator = self.simulate("--device", "vostrel", "--interval", "50")
+        self.simulator = self.simulate("--device", f"vostrel:{self.board_port}", "--interval", "50")
         self.bridge = None
         self.guest = None
         self.captured = b""
@@ -92,7 +99,7 @@ class Bench:
     def qemu_command(self):
         folder, image = self.folder, self.options.image
         return [
-            *("timeout", "3600", "qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15"),
+            *("timeout", "3600", *self.emulator),
             *("-smp", "2", "-m", "1024", "-nodefaults", "-display", "none"),
             *("-kernel", f"{image}/vmlinuz", "-initrd", f"{image}/initrd.img"),
             *("-append", "root=/dev/vda rw console=tty0 console=hvc0 net.ifnames=0 quiet"),
@@ -108,7 +115,7 @@ class Bench:
             *("-device", "virtserialport,chardev=agent,name=org.qemu.guest_agent.0"),
             *("-chardev", f"file,id=console,path={folder}/console.log"),
             *("-device", "virtconsole,chardev=console"),
-            *("-chardev", f"serial,id=board,path={folder}/ports/ttyAMA0", "-serial", "chardev:board"),
+            *("-chardev", f"serial,id=board,path={folder}/ports/{self.board_port}", "-serial", "chardev:board"),
             *("-chardev", f"socket,id=usb,path={folder}/usb,server=on,wait=off"),
             *("-device", "qemu-xhci", "-device", "usb-redir,chardev=usb"),
         ]
@@ -145,8 +152,11 @@ class Bench:
         self.guest.monitor.call("device_add", driver="usb-serial", id="adapter", chardev="adapter")
 
     def offer_board(self, offered):
-        """The PL011 stays, but the board is where serial0 leads to."""
-        self.guest.run(f"ln -sfn {'ttyAMA0' if offered else 'ttyS0'} /dev/serial0")
+        """The port stays, but the board is where serial0 leads to."""
+        self.guest.run(f"ln -sfn {self.board_port if offered else 'null'} /dev/serial0")
+
+    def driver(self, port):
+        return self.guest.run(f"basename $(readlink /sys/class/tty/{port}/device/driver)").strip()
 
     def use(self, device):
         """Has the window offer the board alone or the dongle alone, with tshark listening."""
@@ -172,15 +182,15 @@ class Bench:
         found = self.guest.run(f"xdotool search --onlyvisible --name '{name}' || true", USER).split()
         return found[-1] if found and found[-1].isdecimal() else ""
 
-    def wait_for_window(self, name=WINDOW, limit=120):
+    def wait_for_window(self, name=WINDOW, limit=LIMIT):
         return wait_until(lambda: self.window(name), f"a window '{name}'", limit, 1)
 
     def log_count(self, text):
         return self.guest.run(f"cat {SESSION_LOG}").count(text)
 
-    def wait_for_log(self, text, count, limit=30):
+    def wait_for_log(self, text, count):
         """Until the program has said more of this than the given count."""
-        wait_until(lambda: self.log_count(text) > count, f"'{text}' in the program's log", limit)
+        wait_until(lambda: self.log_count(text) > count, f"'{text}' in the program's log")
 
     def xdotool(self, actions):
         self.guest.run(f"xdotool {actions}", USER)
@@ -193,7 +203,7 @@ class Bench:
     def connect(self):
         # On a busy machine the guest stands still for longer than the 300 ms in which a
         # device has to answer; then the user, too, presses Back and Connect.
-        for _ in range(3):
+        for _ in range(5):
             self.press_connect()
             if self.is_connected():
                 return
@@ -234,7 +244,7 @@ class Bench:
             pictures.append(self.screenshot(name))
             return pictures[-1] == pictures[-2]
 
-        wait_until(is_still, "a picture that stays", 120, 4)
+        wait_until(is_still, "a picture that stays", pause=4)
 
     # Captures
 
@@ -246,7 +256,7 @@ class Bench:
             f"rm -f {CAPTURE}; tshark -C FENNIX -i udpdump -w {CAPTURE} > ~/tshark.log 2>&1 < /dev/null &", USER
         )
         self.captured = b""
-        wait_until(lambda: self.guest.succeeds(IS_LISTENING), "tshark to listen", 120)
+        wait_until(lambda: self.guest.succeeds(IS_LISTENING), "tshark to listen")
 
     def stop_capture(self):
         self.guest.run("pkill -INT -x tshark; while pgrep -x 'tshark|udpdump'; do sleep 0.2; done", check=False)
@@ -261,7 +271,7 @@ class Bench:
 
     def wait_for_datagrams(self, count, since):
         """The captured datagrams behind the first ones, once there are so many."""
-        wait_until(lambda: len(self.datagrams()) >= since + count, f"{count} datagrams in tshark", 60, 1)
+        wait_until(lambda: len(self.datagrams()) >= since + count, f"{count} datagrams in tshark", pause=1)
         return self.datagrams().since(since)
 
     def capture(self, count):

@@ -9,11 +9,15 @@ import subprocess
 import time
 
 
+# Seconds, generous: an emulated processor on a busy machine is slow.
+LIMIT = 120
+
+
 class Failure(Exception):
     """What a scenario waited for has not come."""
 
 
-def wait_until(condition, what, limit=60, pause=0.2):
+def wait_until(condition, what, limit=LIMIT, pause=0.2):
     """Calls until the result is true, and returns that."""
     end = time.monotonic() + limit
     while not (result := condition()):
@@ -34,7 +38,7 @@ class JsonLine:
     def close(self):
         self.socket.close()
 
-    def read(self, limit=60):
+    def read(self, limit=LIMIT):
         self.socket.settimeout(limit)
         while b"\n" not in self.received:
             chunk = self.socket.recv(1 << 20)
@@ -71,7 +75,7 @@ class Guest:
         self.monitor.call("qmp_capabilities")
         self.agent = JsonLine(f"{folder}/agent")
 
-    def wait_for_agent(self, limit=240):
+    def wait_for_agent(self, limit=600):
         wait_until(self.agent_answers, "the guest's agent", limit, 0)
 
     def agent_answers(self):
@@ -84,7 +88,7 @@ class Guest:
         except TimeoutError:
             return False
 
-    def run(self, command, user="root", check=True, limit=60):
+    def run(self, command, user="root", check=True, limit=LIMIT):
         """The output of a shell's command in the guest, errors included."""
         script = f"exec 2>&1; {command}"
         if user != "root":

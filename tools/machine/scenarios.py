@@ -52,7 +52,7 @@ def install(bench):
     bench.guest.wait_for_agent()
     bench.guest.run("mount -r /dev/vdb /mnt")
     bench.guest.run(
-        "DEBIAN_FRONTEND=noninteractive apt-get -q -y install /mnt/*.deb", limit=300
+        "DEBIAN_FRONTEND=noninteractive apt-get -q -y install /mnt/*.deb", limit=900
     )
     versions = bench.guest.run("dpkg-query -W -f '${Package} ${Version} ' fennix fennix-data")
     return versions.strip()
@@ -63,7 +63,7 @@ def power_on(bench):
     """from power-on to the window"""
     bench.power_on()
     bench.guest.wait_for_agent()
-    bench.wait_for_window(limit=240)
+    bench.wait_for_window(limit=600)
     seconds = time.monotonic() - bench.guest.started
     machine = bench.guest.run("uname -rm").strip()
     return f"{seconds:.0f} s, Linux {machine}"
@@ -71,21 +71,19 @@ def power_on(bench):
 
 @scenario("board")
 def board(bench):
-    """the board on the PL011 through /dev/serial0"""
+    """the board on the machine's own UART through /dev/serial0"""
     bench.use("board")
     bench.connect()
     got = bench.capture(FRAMES)
     bench.disconnect()
     got.check(bench.frames)
-    ports = bench.guest.run("cat /proc/tty/driver/ttyAMA | tail -n 1").strip()
-    return f"{len(got)} frames identical and in sequence; kernel: {ports}"
+    return f"{bench.driver(bench.board_port)}, {len(got)} frames identical and in sequence"
 
 
 @scenario("dongle")
 def dongle(bench):
     """the dongle on ftdi_sio, its frames in the guest's tshark"""
     bench.use("dongle")
-    driver = bench.guest.run("basename $(readlink /sys/class/tty/ttyUSB0/device/driver)").strip()
     bench.connect()
     begin = len(bench.datagrams())
     got = bench.capture(2 * len(bench.frames))
@@ -95,7 +93,7 @@ def dongle(bench):
     undissected = [line for line in dissected if "wpan" not in line and "Ack" not in line]
     if len(dissected) != len(got) or undissected or not any("OnOff: Toggle" in line for line in dissected):
         raise Failure(f"not dissected as they should be: {undissected or dissected}")
-    return f"{driver}; {len(got)} frames identical, in sequence and dissected"
+    return f"{bench.driver('ttyUSB0')}, {len(got)} frames identical, in sequence and dissected"
 
 
 @scenario("remote")
@@ -106,7 +104,7 @@ def remote(bench):
     bench.set_remote_address(GATEWAY)
     with Listener(bench.folder) as listener:
         bench.click(START)
-        got = wait_until(lambda: listener.datagrams(FRAMES), f"{FRAMES} datagrams", 60, 1)
+        got = wait_until(lambda: listener.datagrams(FRAMES), f"{FRAMES} datagrams", pause=1)
         bench.screenshot("remote-capture")
         bench.click(STOP)
     bench.set_remote_address(OWN_ADDRESS)
@@ -221,7 +219,7 @@ def modemmanager(bench):
     written = bench.bridge.written
     guest.run("setsid ModemManager --debug > /root/modemmanager.log 2>&1 < /dev/null &")
     bench.plug_in_adapter()
-    wait_until(lambda: os.path.getsize(bench.adapter_log), "questions to the other adapter", 120, 1)
+    wait_until(lambda: os.path.getsize(bench.adapter_log), "questions to the other adapter")
     guest.run("pkill -x ModemManager; true")
     guest.monitor.call("device_del", id="adapter")
     log = guest.run("cat /root/modemmanager.log")
@@ -280,8 +278,8 @@ def wireshark(bench):
     bench.stop_capture()
     bench.guest.run("rm -f /tmp/wireshark_*")
     bench.launch("wireshark")
-    window = bench.wait_for_window("^Capturing from", 180)
-    wait_until(lambda: bench.guest.succeeds(IS_LISTENING), "Wireshark to listen", 60)
+    window = bench.wait_for_window("^Capturing from", 300)
+    wait_until(lambda: bench.guest.succeeds(IS_LISTENING), "Wireshark to listen")
     bench.connect()
     bench.click(START)
     got = wait_until(lambda: len(bench.frames_in_wireshark()) > FRAMES and bench.frames_in_wireshark(), "frames")
