@@ -2,17 +2,18 @@
 
 #include <QFile>
 
+#include <utility>
+
 namespace Simulator {
 
-PortFolder::PortFolder(const QString &path)
-    : m_path(path)
+PortFolder::PortFolder(QString path)
+    : m_path(std::move(path))
 { }
 
 PortFolder::~PortFolder()
 {
-    const QStringList names = m_links.keys();
-    for (const QString &name : names)
-        unplug(name);
+    for (const QString &link : qAsConst(m_links))
+        QFile::remove(link);
 }
 
 QString PortFolder::plugIn(Kind, const QString &node, const QString &portPath)
@@ -32,7 +33,7 @@ void PortFolder::linkSerial0(const QString &node)
 
 QString PortFolder::setLink(const QString &name, const QString &target)
 {
-    const QString path = m_path + QLatin1Char('/') + name;
+    QString path = m_path + QLatin1Char('/') + name;
     QFile::remove(path);
     QFile::link(target, path);
     m_links.insert(name, path);

@@ -14,7 +14,7 @@ class PortFolder : public Machine
 {
 public:
     /** The folder exists; what stands there under a node's name is replaced. */
-    explicit PortFolder(const QString &path);
+    explicit PortFolder(QString path);
     ~PortFolder() override;
     Q_DISABLE_COPY(PortFolder)
 
