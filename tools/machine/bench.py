@@ -50,10 +50,11 @@ class Simulator:
     """Simulated devices, whose ports are links in a folder."""
 
     def __init__(self, program, folder, *options):
-        self.ports = folder
-        command = [program, "--ports", folder, *options, "--", "sleep", "infinity"]
-        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, text=True)
-        wait_until(lambda: os.path.exists(f"{folder}/ttyUSB0"), "the simulated dongle", 10)
+        self.ports = f"{folder}/ports"
+        command = [program, "--ports", self.ports, *options, "--", "sleep", "infinity"]
+        with open(f"{folder}/simulator.log", "w", encoding="utf-8") as log:
+            self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stderr=log, text=True)
+        wait_until(lambda: os.path.exists(f"{self.ports}/ttyUSB0"), "the simulated dongle")
 
     def control(self, line):
         self.process.stdin.write(line + "\n")
@@ -77,7 +78,7 @@ class Bench:
         self.adapter_log = f"{self.folder}/adapter.log"
 
     def simulate(self, *options):
-        return Simulator(self.options.simulator, f"{self.folder}/ports", "--device", "mirzel", *options)
+        return Simulator(self.options.simulator, self.folder, "--device", "mirzel", *options)
 
     def read_frames(self):
         simulator = self.simulate("--once", "--unthrottled")
@@ -132,7 +133,7 @@ class Bench:
             return
         if not os.path.exists(f"{self.folder}/ports/ttyUSB0"):
             self.simulator.control("plug ttyUSB0")
-            wait_until(lambda: os.path.exists(f"{self.folder}/ports/ttyUSB0"), "the simulated dongle", 10)
+            wait_until(lambda: os.path.exists(f"{self.folder}/ports/ttyUSB0"), "the simulated dongle")
         self.bridge = UsbBridge(f"{self.folder}/usb", f"{self.folder}/ports/ttyUSB0")
         wait_until(lambda: self.guest.succeeds("test -c /dev/ttyUSB0"), "/dev/ttyUSB0")
         self.guest.run("udevadm settle")

@@ -75,7 +75,6 @@ def board(bench):
     bench.use("board")
     bench.connect()
     got = bench.capture(FRAMES)
-    bench.disconnect()
     got.check(bench.frames)
     return f"{bench.driver(bench.board_port)}, {len(got)} frames identical and in sequence"
 
@@ -87,7 +86,6 @@ def dongle(bench):
     bench.connect()
     begin = len(bench.datagrams())
     got = bench.capture(2 * len(bench.frames))
-    bench.disconnect()
     got.check(bench.frames)
     dissected = bench.dissect()[begin : begin + len(got)]
     undissected = [line for line in dissected if "wpan" not in line and "Ack" not in line]
@@ -108,7 +106,6 @@ def remote(bench):
         bench.screenshot("remote-capture")
         bench.click(STOP)
     bench.set_remote_address(OWN_ADDRESS)
-    bench.disconnect()
     got.check(bench.frames)
     return f"{len(got)} frames identical and in sequence at {GATEWAY}, {listener.dissected()} dissected"
 
@@ -127,7 +124,6 @@ def replug(bench):
     bench.use("dongle")
     bench.connect()
     after = bench.capture(FRAMES)
-    bench.disconnect()
     before.check(bench.frames)
     after.check(bench.frames)
     reported = bench.log_count("Critical Error") - errors
@@ -145,7 +141,6 @@ def watchdog(bench):
     bench.simulator.control("restart ttyUSB0")
     bench.wait_for_log("watchdog", restarts)
     bench.wait_for_datagrams(FRAMES, len(bench.datagrams()))
-    bench.disconnect()
     got = bench.datagrams().since(begin)
     got.check(bench.frames)
     return f"{len(got)} frames in sequence before and after, without a click"
@@ -164,7 +159,6 @@ def killed(bench):
     bench.wait_for_window()
     bench.connect()
     got = bench.capture(FRAMES)
-    bench.disconnect()
     got.check(bench.frames)
     # Until it is told to idle, the device goes on with what the killed program asked for.
     all_of_them = bench.datagrams().since(begin)
@@ -184,7 +178,6 @@ def line(bench):
     breaks = bench.guest.run(COUNT_BREAKS).strip()
     bench.simulator.control("noise ttyUSB0 300")
     bench.wait_for_datagrams(FRAMES, len(bench.datagrams()))
-    bench.disconnect()
     got = bench.datagrams().since(begin)
     got.check_numbers()
     # A break in the middle of a frame spoils that one.
