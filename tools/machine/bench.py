@@ -95,7 +95,7 @@ class Bench:
         for name in ("monitor", "agent", "usb"):
             if os.path.exists(f"{self.folder}/{name}"):
                 os.remove(f"{self.folder}/{name}")
-        self.guest = Guest(self.qemu_command(), self.folder, USER)
+        self.guest = Guest(self.qemu_command(), self.folder)
 
     def qemu_command(self):
         folder, image = self.folder, self.options.image
@@ -116,7 +116,12 @@ class Bench:
             *("-device", "virtserialport,chardev=agent,name=org.qemu.guest_agent.0"),
             *("-chardev", f"file,id=console,path={folder}/console.log"),
             *("-device", "virtconsole,chardev=console"),
-            *("-chardev", f"serial,id=board,path={folder}/ports/{self.board_port}", "-serial", "chardev:board"),
+            *(
+                "-chardev",
+                f"serial,id=board,path={folder}/ports/{self.board_port}",
+                "-serial",
+                "chardev:board",
+            ),
             *("-chardev", f"socket,id=usb,path={folder}/usb,server=on,wait=off"),
             *("-device", "qemu-xhci", "-device", "usb-redir,chardev=usb"),
         ]
@@ -133,7 +138,9 @@ class Bench:
             return
         if not os.path.exists(f"{self.folder}/ports/ttyUSB0"):
             self.simulator.control("plug ttyUSB0")
-            wait_until(lambda: os.path.exists(f"{self.folder}/ports/ttyUSB0"), "the simulated dongle")
+            wait_until(
+                lambda: os.path.exists(f"{self.folder}/ports/ttyUSB0"), "the simulated dongle"
+            )
         self.bridge = UsbBridge(f"{self.folder}/usb", f"{self.folder}/ports/ttyUSB0")
         wait_until(lambda: self.guest.succeeds("test -c /dev/ttyUSB0"), "/dev/ttyUSB0")
         self.guest.run("udevadm settle")
@@ -144,7 +151,9 @@ class Bench:
         self.bridge.unplug()
         self.bridge = None
         self.simulator.control("unplug ttyUSB0")
-        wait_until(lambda: not self.guest.succeeds("test -e /dev/ttyUSB0"), "the end of /dev/ttyUSB0")
+        wait_until(
+            lambda: not self.guest.succeeds("test -e /dev/ttyUSB0"), "the end of /dev/ttyUSB0"
+        )
 
     def plug_in_adapter(self):
         """Another adapter, QEMU's own; what the guest sends to it is kept."""
@@ -176,11 +185,15 @@ class Bench:
     def launch(self, action=""):
         """Starts the program by its desktop entry, or an action of that."""
         launch = f"launch_action('{action}', None)" if action else "launch()"
-        script = f"from gi.repository.Gio import DesktopAppInfo as Entry; Entry.new('{ENTRY}').{launch}"
+        script = (
+            f"from gi.repository.Gio import DesktopAppInfo as Entry; Entry.new('{ENTRY}').{launch}"
+        )
         self.guest.run(f'stdbuf -oL python3 -c "{script}" >> {SESSION_LOG} 2>&1 < /dev/null', USER)
 
     def window(self, name=WINDOW):
-        found = self.guest.run(f"xdotool search --onlyvisible --name '{name}' || true", USER).split()
+        found = self.guest.run(
+            f"xdotool search --onlyvisible --name '{name}' || true", USER
+        ).split()
         return found[-1] if found and found[-1].isdecimal() else ""
 
     def wait_for_window(self, name=WINDOW, limit=LIMIT):
@@ -199,7 +212,9 @@ class Bench:
     def click(self, place, actions="click 1"):
         window = self.wait_for_window()
         x, y = place
-        self.xdotool(f"windowactivate --sync {window} mousemove --window {window} {x} {y} {actions}")
+        self.xdotool(
+            f"windowactivate --sync {window} mousemove --window {window} {x} {y} {actions}"
+        )
 
     def connect(self):
         # On a busy machine the guest stands still for longer than the 300 ms in which a
@@ -253,14 +268,15 @@ class Bench:
         """tshark listens in the guest, by the profile of the package."""
         if self.guest.succeeds("pgrep -x tshark"):
             return
-        self.guest.run(
-            f"rm -f {CAPTURE}; tshark -C FENNIX -i udpdump -w {CAPTURE} > ~/tshark.log 2>&1 < /dev/null &", USER
-        )
+        command = f"tshark -C FENNIX -i udpdump -w {CAPTURE} > ~/tshark.log 2>&1 < /dev/null"
+        self.guest.run(f"rm -f {CAPTURE}; {command} &", USER)
         self.captured = b""
         wait_until(lambda: self.guest.succeeds(IS_LISTENING), "tshark to listen")
 
     def stop_capture(self):
-        self.guest.run("pkill -INT -x tshark; while pgrep -x 'tshark|udpdump'; do sleep 0.2; done", check=False)
+        self.guest.run(
+            "pkill -INT -x tshark; while pgrep -x 'tshark|udpdump'; do sleep 0.2; done", check=False
+        )
 
     def frames_in_wireshark(self):
         """What Wireshark has captured until now, in a file that it keeps for itself."""
@@ -272,7 +288,9 @@ class Bench:
 
     def wait_for_datagrams(self, count, since):
         """The captured datagrams behind the first ones, once there are so many."""
-        wait_until(lambda: len(self.datagrams()) >= since + count, f"{count} datagrams in tshark", pause=1)
+        wait_until(
+            lambda: len(self.datagrams()) >= since + count, f"{count} datagrams in tshark", pause=1
+        )
         return self.datagrams().since(since)
 
     def capture(self, count):
@@ -284,7 +302,9 @@ class Bench:
     def dissect(self):
         """What the guest's tshark makes of each packet captured so far."""
         fields = "-T fields -e frame.protocols -e _ws.col.Info"
-        return self.guest.run(f"tshark -C FENNIX -r {CAPTURE} {fields} 2> /dev/null", USER).splitlines()
+        return self.guest.run(
+            f"tshark -C FENNIX -r {CAPTURE} {fields} 2> /dev/null", USER
+        ).splitlines()
 
 
 class Listener:
@@ -298,7 +318,9 @@ class Listener:
 
     def __enter__(self):
         listening = ["sh", "-c", IS_LISTENING]
-        wait_until(lambda: subprocess.run(listening, check=False).returncode == 0, "tshark to listen")
+        wait_until(
+            lambda: subprocess.run(listening, check=False).returncode == 0, "tshark to listen"
+        )
         return self
 
     def __exit__(self, *_):

@@ -83,7 +83,9 @@ class Datagrams:
         self.check_numbers()
         expected = [payload_in_zep(frame) for frame in frames]
         doubled = expected * (len(self) // len(expected) + 2)
-        if not any(doubled[start : start + len(self)] == self.payloads for start in range(len(expected))):
+        if not any(
+            doubled[start : start + len(self)] == self.payloads for start in range(len(expected))
+        ):
             raise Failure("the frames are not those that the device has sent, in order")
 
     def foreign(self, frames):

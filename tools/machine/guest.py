@@ -12,6 +12,11 @@ import time
 # Seconds, generous: an emulated processor on a busy machine is slow.
 LIMIT = 120
 
+# What the programs of the user's session have in their environment.
+SESSION = (
+    "HOME=/home/user DISPLAY=:0 XAUTHORITY=/home/user/.Xauthority XDG_RUNTIME_DIR=/run/user/1000"
+)
+
 
 class Failure(Exception):
     """What a scenario waited for has not come."""
@@ -65,9 +70,8 @@ class JsonLine:
 class Guest:
     """A running emulated computer; poweroff() or stop() ends it."""
 
-    def __init__(self, command, folder, user):
+    def __init__(self, command, folder):
         self.folder = folder
-        self.user = user
         self.started = time.monotonic()
         self.process = subprocess.Popen(command)
         self.monitor = JsonLine(f"{folder}/monitor")
@@ -92,13 +96,14 @@ class Guest:
         """The output of a shell's command in the guest, errors included."""
         script = f"exec 2>&1; {command}"
         if user != "root":
-            settings = f"HOME=/home/{user} DISPLAY=:0 XDG_RUNTIME_DIR=/run/user/1000 XAUTHORITY=/home/{user}/.Xauthority"
-            script = f"exec runuser -u {user} -- env {settings} sh -c {shlex.quote(script)}"
+            script = f"exec runuser -u {user} -- env {SESSION} sh -c {shlex.quote(script)}"
         started = self.agent.call(
             "guest-exec",
             **{"path": "/bin/sh", "arg": ["-c", script], "capture-output": True},
         )
-        state = wait_until(lambda: self.exec_result(started["pid"]), f"the end of '{command}'", limit, 0.05)
+        state = wait_until(
+            lambda: self.exec_result(started["pid"]), f"the end of '{command}'", limit, 0.05
+        )
         output = base64.b64decode(state.get("out-data", "")).decode(errors="replace")
         if check and state.get("exitcode") != 0:
             raise Failure(f"'{command}' has failed in the guest: {output.strip()[-500:]}")

@@ -51,9 +51,7 @@ def install(bench):
     bench.power_on()
     bench.guest.wait_for_agent()
     bench.guest.run("mount -r /dev/vdb /mnt")
-    bench.guest.run(
-        "DEBIAN_FRONTEND=noninteractive apt-get -q -y install /mnt/*.deb", limit=900
-    )
+    bench.guest.run("DEBIAN_FRONTEND=noninteractive apt-get -q -y install /mnt/*.deb", limit=900)
     versions = bench.guest.run("dpkg-query -W -f '${Package} ${Version} ' fennix fennix-data")
     return versions.strip()
 
@@ -89,7 +87,11 @@ def dongle(bench):
     got.check(bench.frames)
     dissected = bench.dissect()[begin : begin + len(got)]
     undissected = [line for line in dissected if "wpan" not in line and "Ack" not in line]
-    if len(dissected) != len(got) or undissected or not any("OnOff: Toggle" in line for line in dissected):
+    if (
+        len(dissected) != len(got)
+        or undissected
+        or not any("OnOff: Toggle" in line for line in dissected)
+    ):
         raise Failure(f"not dissected as they should be: {undissected or dissected}")
     return f"{bench.driver('ttyUSB0')}, {len(got)} frames identical, in sequence and dissected"
 
@@ -107,7 +109,8 @@ def remote(bench):
         bench.click(STOP)
     bench.set_remote_address(OWN_ADDRESS)
     got.check(bench.frames)
-    return f"{len(got)} frames identical and in sequence at {GATEWAY}, {listener.dissected()} dissected"
+    dissected = listener.dissected()
+    return f"{len(got)} frames identical and in sequence at {GATEWAY}, {dissected} dissected"
 
 
 @scenario("replug")
@@ -127,7 +130,8 @@ def replug(bench):
     before.check(bench.frames)
     after.check(bench.frames)
     reported = bench.log_count("Critical Error") - errors
-    return f"{len(before)} frames before, {len(after)} after; {reported} error reported within {seconds:.1f} s"
+    count = f"{len(before)} frames before, {len(after)} after"
+    return f"{count}; {reported} error reported within {seconds:.1f} s"
 
 
 @scenario("watchdog")
@@ -163,7 +167,9 @@ def killed(bench):
     # Until it is told to idle, the device goes on with what the killed program asked for.
     all_of_them = bench.datagrams().since(begin)
     all_of_them.check_numbers()
-    return f"{len(got)} frames identical and in sequence, numbered from {all_of_them.numbers[0]} again"
+    return (
+        f"{len(got)} frames identical and in sequence, numbered from {all_of_them.numbers[0]} again"
+    )
 
 
 @scenario("line")
@@ -196,7 +202,9 @@ def seat(bench):
     sessions = bench.guest.run("loginctl list-sessions --no-legend").split()
     groups = bench.guest.run(f"id -nG {USER}").split()
     if not bench.guest.succeeds(granted) or "seat0" not in sessions or groups != [USER]:
-        raise Failure(f"the user has not been given the dongle; groups {groups}, session {sessions}")
+        raise Failure(
+            f"the user has not been given the dongle; groups {groups}, session {sessions}"
+        )
     if bench.guest.succeeds("runuser -u nobody -- test -r /dev/ttyUSB0"):
         raise Failure("everybody may open the dongle")
 
@@ -231,7 +239,9 @@ def firmware(bench):
     """firmware installed by a stand-in tool, as the sudoers example permits"""
     bench.use("dongle")
     guest = bench.guest
-    guest.run(f"sed 's/^%dialout/{USER}/' /usr/share/doc/fennix/examples/sudoers > /etc/sudoers.d/fennix")
+    guest.run(
+        f"sed 's/^%dialout/{USER}/' /usr/share/doc/fennix/examples/sudoers > /etc/sudoers.d/fennix"
+    )
     guest.run("chmod 440 /etc/sudoers.d/fennix && visudo -cq")
     guest.run(f"cat > /usr/bin/Ostraflash_sniffer << 'TOOL'\n{FLASHING_TOOL}TOOL")
     guest.run("chmod 755 /usr/bin/Ostraflash_sniffer; echo none > /usr/share/fennix/fw/sniffer.GCF")
@@ -275,11 +285,12 @@ def wireshark(bench):
     wait_until(lambda: bench.guest.succeeds(IS_LISTENING), "Wireshark to listen")
     bench.connect()
     bench.click(START)
-    got = wait_until(lambda: len(bench.frames_in_wireshark()) > FRAMES and bench.frames_in_wireshark(), "frames")
+    wait_until(lambda: len(bench.frames_in_wireshark()) > FRAMES, "frames in Wireshark")
     bench.disconnect()
     bench.xdotool(f"windowactivate {window} windowmove {window} 0 20 windowsize {window} 1020 720")
     bench.finished_screenshot("wireshark-frames")
     title = bench.title(window)
+    got = bench.frames_in_wireshark()
     bench.guest.run("pkill -x wireshark; pkill udpdump; true")
     got.check(bench.frames)
     return f"{len(got)} frames in '{title}'"

@@ -154,7 +154,9 @@ class UsbBridge(threading.Thread):
         of_vendor = bytes([255]) + bytes(31)
         self.send(INTERFACES, 0, struct.pack("<I", 1) + bytes(32) + 3 * of_vendor)
         self.send(
-            CONNECT, 0, struct.pack("<BBBBHHH", FULL_SPEED, 0, 0, 0, 0x0403, self.product_id, 0x1000)
+            CONNECT,
+            0,
+            struct.pack("<BBBBHHH", FULL_SPEED, 0, 0, 0, 0x0403, self.product_id, 0x1000),
         )
 
     def control(self, number, body):
@@ -162,7 +164,11 @@ class UsbBridge(threading.Thread):
         answer = b""
         status = SUCCESS
         if kind & 0x80:
-            answer = self.descriptor(value) if kind == 0x80 and request == 6 else self.fact(kind, request)
+            answer = (
+                self.descriptor(value)
+                if kind == 0x80 and request == 6
+                else self.fact(kind, request)
+            )
             answer = answer[:length]
             status = SUCCESS if answer else STALLED
             length = len(answer)
@@ -176,7 +182,9 @@ class UsbBridge(threading.Thread):
             identifiers = struct.pack("<HHH", 0x0403, self.product_id, 0x1000)
             return bytes([18, 1, 0, 2, 0, 0, 0, 8]) + identifiers + bytes([1, 2, 3, 1])
         if kind == 2:
-            endpoints = b"".join(bytes([7, 5, e, 2, PACKET_SIZE, 0, 0]) for e in (TO_HOST, FROM_HOST))
+            endpoints = b"".join(
+                bytes([7, 5, e, 2, PACKET_SIZE, 0, 0]) for e in (TO_HOST, FROM_HOST)
+            )
             interface = bytes([9, 4, 0, 0, 2, 255, 255, 255, 2])
             return bytes([9, 2, 32, 0, 1, 1, 0, 0xA0, 45]) + interface + endpoints
         if kind == 3 and index == 0:
