@@ -21,22 +21,23 @@ debian_source()
 }
 
 # make_archive SUITE OPTION...: has mmdebstrap make a system, unless there is one of this week
-# by the same options; its name is in $archive then
+# by the same options, from any checkout; its name is in $archive then
 make_archive()
 {
-    local suite=$1 source
+    local suite=$1 source part
     shift
-    archive=$cache/$suite-$(sha256sum <<< "$*" | head -c 12).tar
+    archive=$cache/$suite-$(sha256sum <<< "${*//"$PWD"/}" | head -c 12).tar
     [ -z "$(find "$archive" -mtime -7 2> /dev/null)" ] || return 0
 
     need_packages "${root_packages[@]}"
     say "Making a clean root of $suite, which takes some minutes"
     source=$(debian_source "$suite")
     mkdir -p "$cache" build
+    part=$(mktemp "$archive.XXXXXX")
     as_root mmdebstrap --quiet --variant=minbase "$@" "$suite" - "$source" \
-        2> build/root.log > "$archive.part" \
-        || die "mmdebstrap has failed:"$'\n'"$(tail -n 20 build/root.log)"
-    mv "$archive.part" "$archive"
+        2> build/root.log > "$part" \
+        || { rm "$part" && die "mmdebstrap has failed:"$'\n'"$(tail -n 20 build/root.log)"; }
+    mv "$part" "$archive"
 }
 
 # Unpacks the archive into a folder, $root, that goes when the script ends.
