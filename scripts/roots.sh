@@ -33,6 +33,7 @@ make_archive()
     say "Making a clean root of $suite, which takes some minutes"
     source=$(debian_source "$suite")
     mkdir -p "$cache" build
+    find "$cache" -maxdepth 1 -type f -mtime +7 -delete
     part=$(mktemp "$archive.XXXXXX")
     as_root mmdebstrap --quiet --variant=minbase "$@" "$suite" - "$source" \
         2> build/root.log > "$part" \
