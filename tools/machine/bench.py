@@ -252,12 +252,12 @@ class Bench:
         with open(self.guest.screenshot(name), "rb") as picture:
             return picture.read()
 
-    def finished_screenshot(self, name):
-        """The picture once it does not change any more: on this processor, drawing takes time."""
+    def finish_picture(self):
+        """Waits until the picture stays: on this processor, drawing takes time."""
         pictures = [b""]
 
         def is_still():
-            pictures.append(self.screenshot(name))
+            pictures.append(self.screenshot("last"))
             return pictures[-1] == pictures[-2]
 
         wait_until(is_still, "a picture that stays", pause=4)

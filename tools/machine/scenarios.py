@@ -268,9 +268,7 @@ def manual(bench):
     bench.click(HELP_MENU)
     bench.xdotool("key --delay 200 Down Down Down Return")
     title = bench.title(bench.wait_for_window(MANUAL))
-    bench.finished_screenshot("manual-page")
-    bench.guest.run("pkill xpdf")
-    wait_until(lambda: not bench.window(MANUAL), "the end of the viewer")
+    bench.finish_picture()
     return f"'{title}'"
 
 
@@ -288,9 +286,8 @@ def wireshark(bench):
     wait_until(lambda: len(bench.frames_in_wireshark()) > FRAMES, "frames in Wireshark")
     bench.disconnect()
     bench.xdotool(f"windowactivate {window} windowmove {window} 0 20 windowsize {window} 1020 720")
-    bench.finished_screenshot("wireshark-frames")
+    bench.finish_picture()
     title = bench.title(window)
     got = bench.frames_in_wireshark()
-    bench.guest.run("pkill -x wireshark; pkill udpdump; true")
     got.check(bench.frames)
     return f"{len(got)} frames in '{title}'"
