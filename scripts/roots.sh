@@ -51,6 +51,13 @@ unpack_root()
     as_root tar -xf "$archive" -C "$root" --exclude='./dev/*'
 }
 
+# Copies the project's own files into $root, as /build/fennix.
+copy_sources()
+{
+    as_root mkdir -p "$root/build/fennix"
+    tar -c --exclude-vcs --exclude=./build . | as_root tar -x -C "$root/build/fennix" --no-same-owner
+}
+
 # in_root COMMAND...: runs it in $root as root, with no network but its own loopback
 #
 # Entered by pivot_root: a chroot refuses the namespaces in which tests run and pictures are

@@ -108,6 +108,10 @@ private slots:
     void programStartsItselfUnderTheWrapper();
     void programNamesTheMissingWrapper();
     void programLinksPortsInAFolder();
+    void programReplaysACaptureOnce();
+    void programPretendsAFailedDevice();
+    void programExplainsItself_data();
+    void programExplainsItself();
 };
 
 void SimulatorMachineTest::initTestCase()
@@ -458,6 +462,65 @@ void SimulatorMachineTest::programLinksPortsInAFolder()
     QVERIFY(program.hasPrinted("again\n"));
     QCOMPARE(program.readAllStandardError(), QByteArray());
     QVERIFY(QDir(folder).isEmpty());
+}
+
+void SimulatorMachineTest::programReplaysACaptureOnce()
+{
+    const QTemporaryDir parent;
+    QFile capture(parent.filePath(QStringLiteral("one-frame.pcap")));
+    QVERIFY(capture.open(QIODevice::WriteOnly));
+    capture.write(QByteArray::fromHex("d4c3b2a1020004000000000000000000ffff0000c3000000"
+                                      "0000000000000000050000000500000002002a9c5b"));
+    capture.close();
+    Program program(QStringLiteral("--ports %1 --once --unthrottled --replay %2")
+                        .arg(parent.filePath(QStringLiteral("ports")), capture.fileName())
+                        .split(QLatin1Char(' '))
+                    + shell(QStringLiteral("exec 3<>%1/ports/ttyUSB0; printf '\nsniff\n' >&3;"
+                                           "cat <&3 2>/dev/null; exit 0")
+                                .arg(parent.path())));
+    program.start();
+    // The device's header, the frame, the end of the record.
+    QTRY_VERIFY_WITH_TIMEOUT(program.hasPrinted(QByteArray::fromHex("02002a9c5b04")),
+                             startTimeoutMs);
+
+    // The end of the input ends a line, too.
+    program.write("hangup ttyUSB0");
+    program.closeWriteChannel();
+
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.readAllStandardError(),
+             QByteArray("fennix-simulator: ttyUSB0 has sent all 1 frames\n"));
+}
+
+void SimulatorMachineTest::programPretendsAFailedDevice()
+{
+    Program program(QStringList {QStringLiteral("--device"), QStringLiteral("mirzel:failing")}
+                    + shell(QStringLiteral("exec 3<>/dev/ttyUSB0; printf '\nparms\n' >&3;"
+                                           "cat <&3 2>/dev/null; exit 0")));
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(program.hasPrinted("fail!"), startTimeoutMs);
+    program.write("hangup ttyUSB0\n");
+    QVERIFY(program.waitForFinished());
+}
+
+void SimulatorMachineTest::programExplainsItself_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::addColumn<QByteArray>("text");
+
+    QTest::newRow("help") << "--help" << QByteArray("--replay");
+    QTest::newRow("version") << "--version" << QByteArray("fennix-simulator ");
+}
+
+void SimulatorMachineTest::programExplainsItself()
+{
+    QFETCH(const QString, option);
+    QFETCH(const QByteArray, text);
+
+    Program program({option});
+    QVERIFY(program.run());
+    QCOMPARE(program.exitCode(), 0);
+    QVERIFY(program.hasPrinted(text));
 }
 
 QTEST_GUILESS_MAIN(SimulatorMachineTest)
