@@ -327,12 +327,11 @@ class Listener:
         self.process.send_signal(signal.SIGINT)
         self.process.wait()
 
-    def datagrams(self, count):
-        """The captured datagrams, once there are so many."""
+    def datagrams(self):
         with open(self.capture, "rb") as capture:
-            captured = frames.Datagrams(capture.read())
-        return captured if len(captured) >= count else None
+            return frames.Datagrams(capture.read())
 
     def dissected(self):
+        """How many of them Wireshark takes for frames or acknowledgements."""
         command = ["tshark", *LISTENER_OPTIONS, "-r", self.capture, "-Y", "wpan || zep.type == 2"]
         return len(subprocess.run(command, check=True, capture_output=True).stdout.splitlines())

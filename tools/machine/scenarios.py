@@ -104,13 +104,15 @@ def remote(bench):
     bench.set_remote_address(GATEWAY)
     with Listener(bench.folder) as listener:
         bench.click(START)
-        got = wait_until(lambda: listener.datagrams(FRAMES), f"{FRAMES} datagrams", pause=1)
+        wait_until(lambda: len(listener.datagrams()) >= FRAMES, f"{FRAMES} datagrams", pause=1)
         bench.screenshot("remote-capture")
         bench.click(STOP)
     bench.set_remote_address(OWN_ADDRESS)
+    got = listener.datagrams()
     got.check(bench.frames)
-    dissected = listener.dissected()
-    return f"{len(got)} frames identical and in sequence at {GATEWAY}, {dissected} dissected"
+    if listener.dissected() != len(got):
+        raise Failure(f"{listener.dissected()} of {len(got)} frames are dissected")
+    return f"{len(got)} frames identical, in sequence and dissected at {GATEWAY}"
 
 
 @scenario("replug")
