@@ -36,6 +36,8 @@ def play(name, bench):
         outcome, remark = "pass", scenario(bench)
     except Exception as failure:  # Whatever happens in one scenario, the others are played.
         outcome, remark = "FAIL", f"{type(failure).__name__}: {failure}"
+        if bench.bridge and bench.bridge.lost:
+            remark += f" (the guest has left {bench.bridge.lost} bytes unread)"
     with contextlib.suppress(Failure, OSError):
         bench.screenshot(name)
     seconds = time.monotonic() - begin
