@@ -15,6 +15,7 @@ struct LinkEvent
     Kind kind;
     QByteArray content;
 };
+Q_DECLARE_TYPEINFO(LinkEvent, Q_MOVABLE_TYPE);
 
 /** Everything that a link remembers from one read to the next. */
 struct LinkState

@@ -14,18 +14,19 @@ enum State {
     MatchFail,
 };
 
-constexpr QLatin1String tag("HAN: ");
-constexpr QLatin1String failure("fail!");
-constexpr QLatin1String prompt("[vostrel]");
+const QLatin1String tag("HAN: ");
+const QLatin1String failure("fail!");
+const QLatin1String prompt("[vostrel]");
 
-QString extended(const QString &text, char c)
+bool isStart(QLatin1String whole, const QString &text, char next)
 {
-    return text + QLatin1Char(c);
+    return text.size() < whole.size() && whole.startsWith(text)
+        && whole.at(text.size()) == QLatin1Char(next);
 }
 
-bool isStartOf(QLatin1String whole, const QString &text)
+bool isAll(QLatin1String whole, const QString &text, char last)
 {
-    return text == whole.left(std::min(whole.size(), text.size()));
+    return text.size() + 1 == whole.size() && isStart(whole, text, last);
 }
 
 QByteArray bigEndian(quint32 number)
@@ -97,16 +98,16 @@ ParserModel::ParserModel(quint32 sequenceNumber)
 void ParserModel::open(const QByteArray &portName)
 {
     m_state.isOpen = true;
-    log("Connected to " + portName + '\n');
+    logLine("Connected to " + portName + '\n');
     command("\nidle\n");
     command("\nparms\n");
     m_state.packetCount = 0;
-    log("Test A\n");
+    logLine("Test A\n");
     m_probe = ++m_lastProbe;
     m_runningProbes.append(m_probe);
     m_state.hasProbe = true;
     m_state.runningProbes = m_runningProbes.size();
-    log("Test B\n");
+    logLine("Test B\n");
 }
 
 void ParserModel::close()
@@ -116,13 +117,13 @@ void ParserModel::close()
     m_taken.set(closeRow);
     command("\nidle\n");
     m_state.isOpen = false;
-    log("Disconnected\n");
+    logLine("Disconnected\n");
     m_state.rxState = WaitStart;
 }
 
 void ParserModel::breakLine(const QByteArray &reason)
 {
-    log("Critical Error: " + reason + '\n');
+    logLine("Critical Error: " + reason + '\n');
     close();
     emitSignal("disconnectGui");
 }
@@ -160,23 +161,25 @@ void ParserModel::read(const QByteArray &bytes)
 
 void ParserModel::take(char c)
 {
-    const auto row = std::find_if(table.begin(), table.end(), [&](const Row &candidate) {
-        return candidate.from == m_state.rxState && (this->*candidate.applies)(c);
-    });
-    m_taken.set(static_cast<size_t>(row - table.begin()));
-    m_state.rxState = row->to;
-    (this->*row->act)(c);
+    for (const Row &row : table) {
+        if (row.from != m_state.rxState || !(this->*row.applies)(c))
+            continue;
+        m_taken.set(static_cast<size_t>(&row - table.data()));
+        m_state.rxState = row.to;
+        (this->*row.act)(c);
+        return;
+    }
 }
 
 void ParserModel::watchPrompt(char c)
 {
-    m_state.promptLine = extended(m_state.promptLine, c);
-    if (!isStartOf(prompt, m_state.promptLine))
-        m_state.promptLine.clear();
-    if (m_state.promptLine != prompt)
+    if (!isAll(prompt, m_state.promptLine, c)) {
+        const bool continues = isStart(prompt, m_state.promptLine, c);
+        m_state.promptLine = continues ? m_state.promptLine + QLatin1Char(c) : QString();
         return;
+    }
     m_taken.set(promptRow);
-    log("[warning] watchdog\n");
+    logLine("[warning] watchdog\n");
     m_state.promptLine.clear();
     m_state.rxState = WaitStart;
     command("\nidle\n");
@@ -220,12 +223,12 @@ bool ParserModel::endsRecord(char c) const
 
 bool ParserModel::completesTag(char c) const
 {
-    return extended(m_state.hanLine, c) == tag;
+    return isAll(tag, m_state.hanLine, c);
 }
 
 bool ParserModel::continuesTag(char c) const
 {
-    return isStartOf(tag, extended(m_state.hanLine, c));
+    return isStart(tag, m_state.hanLine, c);
 }
 
 bool ParserModel::isDigitPlace(char /*c*/) const
@@ -235,12 +238,12 @@ bool ParserModel::isDigitPlace(char /*c*/) const
 
 bool ParserModel::completesFailure(char c) const
 {
-    return extended(m_state.failLine, c) == failure;
+    return isAll(failure, m_state.failLine, c);
 }
 
 bool ParserModel::continuesFailure(char c) const
 {
-    return isStartOf(failure, extended(m_state.failLine, c));
+    return isStart(failure, m_state.failLine, c);
 }
 
 void ParserModel::ignore(char /*c*/)
@@ -271,7 +274,7 @@ void ParserModel::forward(char /*c*/)
 
 void ParserModel::extendTag(char c)
 {
-    m_state.hanLine = extended(m_state.hanLine, c);
+    m_state.hanLine += QLatin1Char(c);
 }
 
 void ParserModel::dropTag(char /*c*/)
@@ -282,7 +285,7 @@ void ParserModel::dropTag(char /*c*/)
 void ParserModel::takeDigit(char c)
 {
     confirmFirmware();
-    m_state.channelText = extended(m_state.channelText, c);
+    m_state.channelText += QLatin1Char(c);
 }
 
 void ParserModel::reportChannel(char /*c*/)
@@ -301,7 +304,7 @@ void ParserModel::reportChannel(char /*c*/)
 
 void ParserModel::extendFailure(char c)
 {
-    m_state.failLine = extended(m_state.failLine, c);
+    m_state.failLine += QLatin1Char(c);
 }
 
 void ParserModel::dropFailure(char /*c*/)
@@ -313,9 +316,9 @@ void ParserModel::giveUp(char /*c*/)
 {
     m_state.failLine.clear();
     close();
-    log("number of Devices: " + QByteArray::number(surroundings.numberOfDevices) + '\n');
-    log("available COM ports size: "
-        + QByteArray::number(static_cast<qulonglong>(surroundings.ports.size())) + '\n');
+    logLine("number of Devices: " + QByteArray::number(surroundings.numberOfDevices) + '\n');
+    logLine("available COM ports size: "
+            + QByteArray::number(static_cast<qulonglong>(surroundings.ports.size())) + '\n');
     requestFirmwarePage();
 }
 
@@ -344,7 +347,7 @@ void ParserModel::send(const QByteArray &record)
     m_state.frameLength = static_cast<quint8>(payload.size());
     const QByteArray datagram = payload.size() > 5 ? dataDatagram(payload, now) : acknowledgement();
     if (surroundings.refusesDatagrams) {
-        log("ZEP Error: Unknown error\n");
+        logLine("ZEP Error: Unknown error\n");
         return;
     }
     m_events.append({LinkEvent::Datagram, datagram});

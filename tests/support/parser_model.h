@@ -28,6 +28,7 @@ public:
 
     const LinkState &state() const { return m_state; }
     const QVector<LinkEvent> &events() const { return m_events; }
+    void forgetEvents() { m_events.clear(); }
     quint32 sequenceNumber() const { return m_sequenceNumber; }
 
     /** The rows of the table of states, by name and in order. */
@@ -75,7 +76,7 @@ private:
     QByteArray acknowledgement();
     void command(const QByteArray &text) { m_events.append({LinkEvent::Command, text}); }
     void emitSignal(const QByteArray &text) { m_events.append({LinkEvent::Signal, text}); }
-    void log(const QByteArray &text) { m_events.append({LinkEvent::LogLine, text}); }
+    void logLine(const QByteArray &text) { m_events.append({LinkEvent::LogLine, text}); }
 
     LinkState m_state;
     QVector<LinkEvent> m_events;
