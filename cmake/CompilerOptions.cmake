@@ -3,6 +3,7 @@
 option(FENNIX_WARNINGS_AS_ERRORS "Fail the build on any compiler warning" OFF)
 option(FENNIX_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(FENNIX_COVERAGE "Count the lines and branches that the tests reach" OFF)
+option(FENNIX_FUZZ "Build the fuzzers, which only Clang can" OFF)
 
 # On ARM, GCC would note each call that objects made before GCC 7.1 could not take.
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi)
@@ -20,10 +21,13 @@ if(FENNIX_SANITIZE)
                       -fno-omit-frame-pointer)
   # Linked statically, the sanitizer needs no place of its own at the head of
   # LD_PRELOAD, which belongs to the mocked machine of the tests.
-  add_link_options(-fsanitize=address,undefined -static-libasan)
+  add_link_options(-fsanitize=address,undefined $<$<CXX_COMPILER_ID:GNU>:-static-libasan>)
 endif()
 
-if(FENNIX_COVERAGE)
+if(FENNIX_COVERAGE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+elseif(FENNIX_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()

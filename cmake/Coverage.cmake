@@ -2,7 +2,7 @@
 # of the simulated device they reach; coverage/index.html in the build directory shows where.
 # It fails where less is reached than before.
 
-if(NOT FENNIX_COVERAGE)
+if(NOT FENNIX_COVERAGE OR FENNIX_FUZZ)
   return()
 endif()
 

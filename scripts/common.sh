@@ -15,6 +15,7 @@ font_packages=(fonts-cantarell fonts-dejavu-core fonts-freefont-ttf fonts-libera
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
 manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb xauth iproute2 fontconfig
     fonts-roboto-unhinted fonts-dejavu-core wireshark xdotool imagemagick python3-cryptography)
+fuzz_packages=(clang llvm)
 lint_packages=(clang-format clang-tidy clazy cppcheck shellcheck)
 
 say() { printf '\n== %s\n' "$*"; }

@@ -22,6 +22,9 @@ int __wrap_gettimeofday(timeval *now, void * /*zone*/)
     return 0;
 }
 
+// What it is called on a 32-bit system whose time_t has 64 bits.
+[[gnu::alias("__wrap_gettimeofday")]] int __wrap___gettimeofday64(timeval *now, void *zone);
+
 // DBG_Printf()
 int __wrap__Z10DBG_PrintfjPKcz(uint32_t mask, const char *format, ...)
 {
