@@ -1,6 +1,7 @@
 #include "simulated_device.h"
 #include "traffic.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -70,6 +71,8 @@ private slots:
     void captureGivesFramesWithCheckSequence();
     void badCaptureIsRefusedInOneLine_data();
     void badCaptureIsRefusedInOneLine();
+    void everyFileOfTheCorpusIsReadOrRefused_data();
+    void everyFileOfTheCorpusIsReadOrRefused();
 
 private:
     QString write(const QString &name, const QByteArray &content);
@@ -181,6 +184,62 @@ void SimulatorTrafficTest::badCaptureIsRefusedInOneLine()
     QVERIFY2(error.startsWith(path + QLatin1String(": ")), qPrintable(error));
     QVERIFY2(error.contains(reason), qPrintable(error));
     QVERIFY(!error.contains(QLatin1Char('\n')));
+}
+
+void SimulatorTrafficTest::everyFileOfTheCorpusIsReadOrRefused_data()
+{
+    QTest::addColumn<int>("frames");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("empty") << 0 << "no pcap or pcapng capture";
+    QTest::newRow("pcap-big-endian") << 1 << "";
+    QTest::newRow("pcap-cut-at-capture") << 0 << "frame 1 was cut at capture time";
+    QTest::newRow("pcap-cut-in-frame") << 0 << "is damaged";
+    QTest::newRow("pcap-cut-in-header") << 0 << "is damaged";
+    QTest::newRow("pcap-empty-frame") << 1 << "";
+    QTest::newRow("pcap-ethernet") << 0 << "link type is EN10MB (1)";
+    QTest::newRow("pcap-frame-too-long") << 0 << "frame 1 is longer than 127 bytes";
+    QTest::newRow("pcap-frame-too-long-with-sequence") << 0 << "frame 1 is longer than 127 bytes";
+    QTest::newRow("pcap-future-version") << 0 << "no pcap or pcapng capture";
+    QTest::newRow("pcap-larger-than-snapshot") << 0 << "frame 1 was cut at capture time";
+    QTest::newRow("pcap-longest-frame") << 1 << "";
+    QTest::newRow("pcap-modified") << 1 << "";
+    QTest::newRow("pcap-nanoseconds") << 1 << "";
+    QTest::newRow("pcap-with-sequence") << 2 << "";
+    QTest::newRow("pcap-without-frames") << 0 << "holds no frames";
+    QTest::newRow("pcap-without-sequence") << 1 << "";
+    QTest::newRow("pcapng-big-endian") << 1 << "";
+    QTest::newRow("pcapng-cut-at-capture") << 0 << "frame 1 was cut at capture time";
+    QTest::newRow("pcapng-cut-in-block") << 0 << "is damaged";
+    QTest::newRow("pcapng-enhanced") << 2 << "";
+    QTest::newRow("pcapng-interfaces-differ") << 0 << "is damaged";
+    QTest::newRow("pcapng-lengths-differ") << 0 << "is damaged";
+    QTest::newRow("pcapng-obsolete") << 1 << "";
+    QTest::newRow("pcapng-resolution") << 1 << "";
+    QTest::newRow("pcapng-resolution-twice") << 0 << "no pcap or pcapng capture";
+    QTest::newRow("pcapng-simple") << 1 << "";
+    QTest::newRow("pcapng-two-interfaces") << 1 << "";
+    QTest::newRow("pcapng-two-sections") << 2 << "";
+    QTest::newRow("pcapng-unknown-block") << 1 << "";
+    QTest::newRow("pcapng-unknown-interface") << 0 << "is damaged";
+    QTest::newRow("pcapng-without-interface") << 0 << "no pcap or pcapng capture";
+    QTest::newRow("pcapng-without-sequence") << 1 << "";
+    QTest::newRow("text") << 0 << "no pcap or pcapng capture";
+}
+
+void SimulatorTrafficTest::everyFileOfTheCorpusIsReadOrRefused()
+{
+    QFETCH(int, frames);
+    QFETCH(QString, reason);
+    QString error;
+
+    const QDir corpus(QStringLiteral(CORPUS_FOLDER "/capture_reader"));
+    const QString path = corpus.filePath(QString::fromLatin1(QTest::currentDataTag()));
+    const auto traffic = Traffic::fromPcap(path, &error);
+
+    QCOMPARE(traffic ? traffic->frames().size() : 0, frames);
+    QCOMPARE(error.isEmpty(), reason.isEmpty());
+    QVERIFY2(error.contains(reason), qPrintable(error));
 }
 
 QTEST_GUILESS_MAIN(SimulatorTrafficTest)
