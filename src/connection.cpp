@@ -5,6 +5,7 @@
 
 #include <QDataStream>
 #include <QDebug>
+#include <QLoggingCategory>
 #include <QSignalBlocker>
 #include <QTimer>
 #include <QUdpSocket>
@@ -12,6 +13,7 @@
 #include <sys/time.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 QHostAddress Connection::host;
@@ -77,6 +79,13 @@ void restart(QString *text)
 {
     if (!text->isEmpty())
         text->resize(0);
+}
+
+void traceRecord(const QByteArray &record, QDebug *trace)
+{
+    // Given to QDebug as bytes, they would be escaped one by one, at twice the cost of the frame.
+    const QByteArray quoted = '"' + record.toHex() + '"';
+    *trace << "len: " << static_cast<uint>(record.size()) << "send: " << quoted.constData() << "\n";
 }
 
 /** Returns @p microseconds as a 32-bit binary fraction of a second. */
@@ -208,13 +217,16 @@ void Connection::requestFirmwarePage()
 
 void Connection::readData()
 {
-    QDebug trace = qDebug();
+    // Where nobody hears the trace it is not built: that costs as much as all the rest.
+    std::optional<QDebug> trace;
+    if (QLoggingCategory::defaultCategory()->isDebugEnabled())
+        trace.emplace(qDebug());
 
     while (!serial->atEnd()) {
         char c = 0;
         serial->getChar(&c);
         checkHalt(c);
-        parse(c, &trace);
+        parse(c, trace ? &*trace : nullptr);
     }
 }
 
@@ -306,7 +318,8 @@ void Connection::waitEnd(char c, QDebug *trace)
 
     rxState = WaitStart;
     QByteArray record(reinterpret_cast<const char *>(frameBuffer), frameLength);
-    *trace << "len: " << static_cast<uint>(frameLength) << "send: " << record.toHex() << "\n";
+    if (trace)
+        traceRecord(record, trace);
     sendZepPacket(std::move(record));
 }
 
@@ -341,7 +354,8 @@ void Connection::readChannel(char c, QDebug *trace)
     bool isNumber = false;
     const int reported = channelText.toInt(&isNumber, 10);
     channel = isNumber ? static_cast<quint8>(reported) : defaultChannel;
-    *trace << "set channel: " << static_cast<int>(channel);
+    if (trace)
+        *trace << "set channel: " << static_cast<int>(channel);
     restart(&hanLine);
     restart(&channelText);
     rxState = WaitStart;

@@ -2,6 +2,7 @@
 #include "mainwindow.h"
 #include "message_capture.h"
 
+#include <QLoggingCategory>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QtTest>
@@ -198,6 +199,7 @@ private slots:
     void understandsAStreamHoweverItIsCut_data();
     void understandsAStreamHoweverItIsCut();
     void tracesOneMessageForEachCall();
+    void withoutAnEarForTheTraceEverythingElseStays();
     void failureClosesThePort_data();
     void failureClosesThePort();
     void failureLeavesTheProbeArmed();
@@ -276,6 +278,22 @@ void StreamParserTest::tracesOneMessageForEachCall()
     QCOMPARE(messages.at(0).function, QString("void Connection::readData()"));
     QCOMPARE(messages.at(0).file, QString("src/connection.cpp"));
     QCOMPARE(messages.at(0).category, QString("default"));
+}
+
+void StreamParserTest::withoutAnEarForTheTraceEverythingElseStays()
+{
+    ParserLink link;
+    QVERIFY(link.open());
+
+    QLoggingCategory::setFilterRules("default.debug=false");
+    link.device.send(hex("01 02 aabb 04") + "HAN: 12\n");
+    const bool arrived = QTest::qWaitFor([&] { return link.channels.size() == 1; });
+    QLoggingCategory::setFilterRules(QString());
+
+    QVERIFY(arrived);
+    QCOMPARE(link.packetCounts.size(), 1);
+    QCOMPARE(texts(link.channels), QStringList("12"));
+    QVERIFY(link.messages.messages().isEmpty());
 }
 
 void StreamParserTest::failureClosesThePort_data()
