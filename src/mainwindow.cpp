@@ -1,5 +1,6 @@
 #include "mainwindow.h"
 
+#include "backdrop.h"
 #include "connection.h"
 #include "debug_log.h"
 #include "device_enumerator.h"
@@ -81,6 +82,8 @@ MainWindow::MainWindow(QWidget *parent)
     createFileMenu();
     createHelpMenu();
     connectForm();
+    // It changes with every frame.
+    new Backdrop(ui->label_packetCount);
     createConnection();
     continueBtnTimer = new QTimer(this);
     continueBtnTimer->setSingleShot(true);

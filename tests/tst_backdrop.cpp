@@ -1,0 +1,172 @@
+#include "backdrop.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QGroupBox>
+#include <QLabel>
+#include <QTest>
+
+namespace {
+
+constexpr int waitMs = 5000;
+
+/** A window with a count in a frame, as the program's capture page has it. */
+struct CountingWindow
+{
+    CountingWindow()
+        : frame(&window)
+        , count(QStringLiteral("0"), &frame)
+    {
+        window.resize(300, 200);
+        frame.setGeometry(20, 20, 250, 150);
+        count.setGeometry(10, 60, 200, 20);
+        window.show();
+    }
+
+    QImage picture() { return window.grab().toImage(); }
+
+    bool isTaken() const { return count.autoFillBackground(); }
+
+    QWidget window;
+    QGroupBox frame;
+    QLabel count;
+};
+
+/** Counts how often a widget is painted. */
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return QObject::eventFilter(watched, event);
+    }
+
+    int paints = 0;
+};
+
+QPalette paletteWithWindow(const QColor &color)
+{
+    QPalette palette = QApplication::palette();
+    palette.setColor(QPalette::Window, color);
+    return palette;
+}
+
+} // namespace
+
+class BackdropTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyPixelStaysAsItIs_data();
+    void everyPixelStaysAsItIs();
+    void aChangeOfTheTextPaintsNothingElse();
+    void coloursFollowTheDesktop();
+    void aGroundOfSeveralColoursStaysVisible();
+    void aTextThatFillsTheLabelLeavesItAsItIs();
+};
+
+void BackdropTest::everyPixelStaysAsItIs_data()
+{
+    QTest::addColumn<QColor>("windowColor");
+
+    QTest::newRow("light") << QColor(239, 239, 239);
+    QTest::newRow("dark") << QColor(50, 50, 50);
+    QTest::newRow("coloured") << QColor(200, 220, 240);
+}
+
+void BackdropTest::everyPixelStaysAsItIs()
+{
+    QFETCH(const QColor, windowColor);
+    const QPalette before = QApplication::palette();
+    QApplication::setPalette(paletteWithWindow(windowColor));
+    CountingWindow plain;
+    CountingWindow backed;
+    new Backdrop(&backed.count);
+    backed.window.hide();
+    backed.window.show();
+    QTRY_VERIFY_WITH_TIMEOUT(backed.isTaken(), waitMs);
+
+    for (const char *text : {"0", "7", "123456", "4294967295"}) {
+        plain.count.setText(QLatin1String(text));
+        backed.count.setText(QLatin1String(text));
+        QCOMPARE(backed.picture(), plain.picture());
+    }
+    QApplication::setPalette(before);
+}
+
+void BackdropTest::aChangeOfTheTextPaintsNothingElse()
+{
+    CountingWindow window;
+    PaintCounter frame(&window.frame);
+    PaintCounter count(&window.count);
+    QTRY_VERIFY_WITH_TIMEOUT(frame.paints > 0, waitMs);
+    frame.paints = 0;
+    window.count.setText(QStringLiteral("1"));
+    QTRY_VERIFY_WITH_TIMEOUT(frame.paints > 0, waitMs);
+
+    new Backdrop(&window.count);
+    window.window.hide();
+    window.window.show();
+    QTRY_VERIFY_WITH_TIMEOUT(window.isTaken(), waitMs);
+    QCoreApplication::processEvents();
+    frame.paints = 0;
+    count.paints = 0;
+    window.count.setText(QStringLiteral("2"));
+    QTRY_VERIFY_WITH_TIMEOUT(count.paints > 0, waitMs);
+    QCOMPARE(frame.paints, 0);
+}
+
+void BackdropTest::coloursFollowTheDesktop()
+{
+    const QPalette before = QApplication::palette();
+    CountingWindow plain;
+    CountingWindow backed;
+    new Backdrop(&backed.count);
+    backed.window.hide();
+    backed.window.show();
+    QTRY_VERIFY_WITH_TIMEOUT(backed.isTaken(), waitMs);
+
+    QApplication::setPalette(paletteWithWindow(Qt::darkCyan));
+
+    QTRY_COMPARE_WITH_TIMEOUT(backed.picture(), plain.picture(), waitMs);
+    QVERIFY(backed.isTaken());
+    QApplication::setPalette(before);
+}
+
+void BackdropTest::aGroundOfSeveralColoursStaysVisible()
+{
+    CountingWindow window;
+    QLinearGradient gradient(0, 0, 300, 0);
+    gradient.setColorAt(0, Qt::white);
+    gradient.setColorAt(1, Qt::gray);
+    QPalette palette = window.window.palette();
+    palette.setBrush(QPalette::Window, gradient);
+    window.window.setPalette(palette);
+    const QImage before = window.picture();
+
+    new Backdrop(&window.count);
+    window.window.hide();
+    window.window.show();
+    QCoreApplication::processEvents();
+
+    QCOMPARE(window.picture(), before);
+    QVERIFY(!window.isTaken());
+}
+
+void BackdropTest::aTextThatFillsTheLabelLeavesItAsItIs()
+{
+    CountingWindow window;
+    window.count.setText(QString(80, QLatin1Char('8')));
+    new Backdrop(&window.count);
+    window.window.hide();
+    window.window.show();
+    QCoreApplication::processEvents();
+    QVERIFY(!window.isTaken());
+}
+
+QTEST_MAIN(BackdropTest)
+#include "tst_backdrop.moc"
