@@ -1,6 +1,7 @@
 #include "datagram_sink.h"
 
 #include "clock.h"
+#include "zep_port.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -9,14 +10,9 @@
 
 namespace {
 
-constexpr uint16_t zepPort = 17754;
-/** Room for a burst, so that what is lost was never sent. */
-constexpr int receiveBufferSize = 16 * 1024 * 1024;
-
 int bindSocket()
 {
     const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &receiveBufferSize, sizeof(receiveBufferSize));
     const timeval patience = {0, 100000};
     setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
     sockaddr_in address = {};

@@ -4,6 +4,8 @@
 #include "simulated_device.h"
 #include "traffic.h"
 
+#include <utility>
+
 #include <poll.h>
 #include <unistd.h>
 
@@ -11,6 +13,8 @@ namespace {
 
 /** Ten bits a byte at 38400 baud. */
 constexpr int64_t nanosecondsPerByte = 10 * 1000000000LL / 38400;
+/** After this time frames count as lost, and others follow. */
+constexpr int64_t longestStall = 1000000000;
 
 /** Returns the record of a data frame between short addresses. */
 QByteArray dataRecord()
@@ -38,8 +42,9 @@ FrameSource::~FrameSource()
     finish();
 }
 
-void FrameSource::start(int count, Rate rate)
+void FrameSource::start(int count, Rate rate, std::function<int()> received)
 {
+    m_received = std::move(received);
     m_sendTimes.reserve(static_cast<size_t>(count));
     m_thread = std::thread(&FrameSource::run, this, count, rate);
 }
@@ -55,12 +60,24 @@ void FrameSource::run(int count, Rate rate)
     write("\nHAN: 11\n");
     int64_t due = nanoseconds(CLOCK_MONOTONIC);
     for (int i = 0; i < count; ++i) {
-        if (rate == Rate::Line) {
-            due += m_record.size() * nanosecondsPerByte;
-            sleepUntil(due);
-        }
+        waitForTurn(i, rate, &due);
         m_sendTimes.push_back(nanoseconds(CLOCK_MONOTONIC));
         write(m_record);
+    }
+}
+
+void FrameSource::waitForTurn(int frame, Rate rate, int64_t *due)
+{
+    if (rate == Rate::Line) {
+        *due += m_record.size() * nanosecondsPerByte;
+        sleepUntil(*due);
+        return;
+    }
+    const int64_t limit = nanoseconds(CLOCK_MONOTONIC) + longestStall;
+    while (frame - m_lost - m_received() > farthestAhead) {
+        if (nanoseconds(CLOCK_MONOTONIC) > limit)
+            m_lost = frame - m_received();
+        std::this_thread::yield();
     }
 }
 

@@ -5,13 +5,14 @@
 #include <QByteArray>
 #include <QString>
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <thread>
 #include <vector>
 
 /**
- * A device that sends frame records from a thread of its own, so that it costs the
- * thread under measurement nothing, and notes when it has sent each.
+ * A device that sends frame records from a thread of its own and notes when it has sent each.
  */
 class FrameSource
 {
@@ -27,8 +28,14 @@ public:
 
     QString portPath() const { return m_line.portPath(); }
 
-    /** Starts to send @p count records, after a channel report that ends the probe. */
-    void start(int count, Rate rate);
+    /** Unthrottled, so many frames are on their way at most: none gets lost at the receiver. */
+    static constexpr int farthestAhead = 100;
+
+    /**
+     * Starts to send @p count records, after a channel report that ends the probe; @p received
+     * tells from any thread how many of them have arrived.
+     */
+    void start(int count, Rate rate, std::function<int()> received);
 
     /** Waits until everything has been sent; then the times may be read. */
     void finish();
@@ -38,10 +45,13 @@ public:
 
 private:
     void run(int count, Rate rate);
+    void waitForTurn(int frame, Rate rate, int64_t *due);
     void write(const QByteArray &bytes) const;
 
     Simulator::PseudoTerminal m_line;
     QByteArray m_record;
+    std::function<int()> m_received;
+    int m_lost = 0;
     std::vector<int64_t> m_sendTimes;
     std::thread m_thread;
 };

@@ -1,54 +1,73 @@
-// Measures what the program costs: the CPU time of its one thread for each frame,
-// the time from a record's last byte to its datagram, the start and the memory.
+// Measures what the program costs beside what must be paid anyway, and prints one table.
 //
-//     fennix-benchmark 2>/dev/null
+//     fennix-benchmark [ROUNDS]
 //
-// Standard error takes the trace of each record, which is part of the cost.
+// Every round measures every subject, so that what else the machine does meets all of them
+// alike; the table has the medians of five rounds, or of ROUNDS. With DISPLAY set, the program
+// is measured on that screen, too.
 
-#include "appearance.h"
-#include "clock.h"
-#include "connection.h"
-#include "datagram_sink.h"
 #include "frame_source.h"
-#include "mainwindow.h"
-#include "startup.h"
+#include "measurement.h"
+#include "subject.h"
 
-#include <QApplication>
-#include <QElapsedTimer>
-#include <QTest>
-#include <QTimer>
+#include <QCoreApplication>
 
 #include <algorithm>
 #include <cstdio>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int unthrottledFrames = 100000;
-constexpr int lineFrames = 1000;
-constexpr int timeoutMs = 60000;
-/** Seldom enough not to count among what is measured. */
-constexpr int pollIntervalMs = 200;
+using Rate = FrameSource::Rate;
 
-/** Shows the window on the page that counts frames, as while capturing. */
-class CapturingWindow
+constexpr int defaultRounds = 5;
+constexpr int lineFrames = 400;
+constexpr int unthrottledFrames = 50000;
+constexpr int countedLineFrames = 500;
+constexpr int countedUnthrottledFrames = 10000;
+constexpr int shortRun = 10000;
+constexpr int longRun = 1000000;
+
+/** A subject and what all rounds have found. */
+struct Row
 {
-public:
-    explicit CapturingWindow(Connection *connection)
-    {
-        QObject::connect(connection, SIGNAL(showPacketCount(uint)), &m_window,
-                         SLOT(updateGui(uint)));
-        QMetaObject::invokeMethod(&m_window, "showConnectedPage");
-        m_window.show();
-        if (!QTest::qWaitForWindowExposed(&m_window))
-            qFatal("the window does not show");
-    }
-
-private:
-    MainWindow m_window;
+    Subject subject;
+    std::vector<ForwardingResult> line;
+    std::vector<ForwardingResult> unthrottled;
+    std::vector<StartResult> starts;
 };
+
+template<typename Result, typename Value>
+double median(const std::vector<Result> &results, Value Result::*value)
+{
+    std::vector<double> values;
+    values.reserve(results.size());
+    for (const Result &result : results)
+        values.push_back(static_cast<double>(result.*value));
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+std::vector<Row> makeRows()
+{
+    const QString offscreen = QStringLiteral("offscreen");
+    const QString program = QStringLiteral("fennix-subject");
+    std::vector<Row> rows = {
+        {{"floor without Qt", "floor-without-qt", QString(), true}, {}, {}, {}},
+        {{"floor with Qt's core", "floor-with-qt-core", QString(), true}, {}, {}, {}},
+        {{"empty window", "empty-window", offscreen, false}, {}, {}, {}},
+        {{"fennix", program, offscreen, true}, {}, {}, {}},
+    };
+    if (qEnvironmentVariableIsSet("DISPLAY")) {
+        const QString screen = QStringLiteral("xcb");
+        rows.push_back({{"empty window, X11", "empty-window", screen, false}, {}, {}, {}});
+        rows.push_back({{"fennix, X11", program, screen, true}, {}, {}, {}});
+    }
+    return rows;
+}
 
 /** Keeps the processor from sleeping deeply, which would double every figure. */
 void stayAwake()
@@ -59,65 +78,79 @@ void stayAwake()
         std::printf("(idle states of the processor are not held off)\n");
 }
 
-void printLatency(const std::vector<int64_t> &sent, const std::vector<int64_t> &received)
+void measureRound(std::vector<Row> *rows)
 {
-    std::vector<int64_t> latencies;
-    for (size_t i = 0; i < received.size(); ++i)
-        latencies.push_back(received[i] - sent[i]);
-    std::sort(latencies.begin(), latencies.end());
-    const auto percentile = [&](size_t percent) {
-        return static_cast<double>(latencies[latencies.size() * percent / 100]) / 1e3;
-    };
-    std::printf("  last byte to datagram: median %.0f us, 99th percentile %.0f us\n",
-                percentile(50), percentile(99));
+    for (Row &row : *rows) {
+        if (!row.subject.platform.isEmpty())
+            row.starts.push_back(measureStart(row.subject));
+        if (!row.subject.forwards)
+            continue;
+        row.line.push_back(measureForwarding(row.subject, Rate::Line, lineFrames));
+        row.unthrottled.push_back(
+            measureForwarding(row.subject, Rate::Unthrottled, unthrottledFrames));
+    }
 }
 
-void measureForwarding(const char *name, FrameSource::Rate rate, int frames)
+void printForwarding(const Row &row)
 {
-    DatagramSink sink(frames);
-    FrameSource source;
-    Connection connection;
-    const CapturingWindow window(&connection);
-    if (!connection.openSerialPort(source.portPath()))
-        qFatal("the port does not open");
+    std::printf("%-22s %8.1f %8.0f %8.0f %8.2f %8.0f %10.0f %10.0f\n", qPrintable(row.subject.name),
+                median(row.line, &ForwardingResult::cpuPerFrame),
+                median(row.line, &ForwardingResult::medianLatency),
+                median(row.line, &ForwardingResult::highLatency),
+                median(row.unthrottled, &ForwardingResult::cpuPerFrame),
+                median(row.unthrottled, &ForwardingResult::lost),
+                countInstructions(row.subject, Rate::Line, countedLineFrames),
+                countInstructions(row.subject, Rate::Unthrottled, countedUnthrottledFrames));
+}
 
-    const int64_t before = nanoseconds(CLOCK_THREAD_CPUTIME_ID);
-    QElapsedTimer elapsed;
-    elapsed.start();
-    source.start(frames, rate);
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, qApp, [&] {
-        if (sink.received() >= frames || elapsed.hasExpired(timeoutMs))
-            QCoreApplication::quit();
-    });
-    poll.start(pollIntervalMs);
-    QCoreApplication::exec();
-    const auto cpu = static_cast<double>(nanoseconds(CLOCK_THREAD_CPUTIME_ID) - before);
-    const double seconds = static_cast<double>(elapsed.elapsed()) / 1e3;
-    source.finish();
-    sink.finish();
+void printStart(const Row &row)
+{
+    std::printf("%-22s %8.0f %8.1f\n", qPrintable(row.subject.name),
+                median(row.starts, &StartResult::milliseconds),
+                median(row.starts, &StartResult::memory) / 1024);
+}
 
-    std::printf("%s: %d of %d frames of %d bytes in %.1f s, %.1f us of CPU each\n", name,
-                sink.received(), frames, FrameSource::frameSize, seconds, cpu / frames / 1e3);
-    if (rate == FrameSource::Rate::Line && sink.received() == frames)
-        printLatency(source.sendTimes(), sink.receiveTimes());
-    connection.closeSerialPort();
+void printGrowth(const Subject &subject, int frames)
+{
+    const ForwardingResult result = measureForwarding(subject, Rate::Unthrottled, frames);
+    std::printf("%-22s %8d %8.2f %8.1f %8d\n", qPrintable(subject.name), frames, result.cpuPerFrame,
+                static_cast<double>(result.memory) / 1024, result.lost);
+    std::fflush(stdout);
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    Appearance::scaleWithTheScreen();
-    const QApplication application(argc, argv);
-    const Appearance appearance;
-    if (argc == 2 && qstrcmp(argv[1], startupArgument) == 0)
-        return runStartup();
+    const QCoreApplication application(argc, argv);
+    const int rounds = argc == 2 ? QByteArray(argv[1]).toInt() : defaultRounds;
+    if (argc > 2 || rounds < 1) {
+        std::fprintf(stderr, "usage: fennix-benchmark [ROUNDS]\n");
+        return 2;
+    }
 
     stayAwake();
-    std::printf("platform %s\n", qPrintable(QGuiApplication::platformName()));
-    measureForwarding("unthrottled", FrameSource::Rate::Unthrottled, unthrottledFrames);
-    measureForwarding("at 38400 baud", FrameSource::Rate::Line, lineFrames);
-    measureStartup();
+    std::vector<Row> rows = makeRows();
+    for (int i = 0; i < rounds; ++i)
+        measureRound(&rows);
+
+    std::printf("%-22s %8s %8s %8s %8s %8s %10s %10s\n", "", "line us", "p50 us", "p99 us",
+                "free us", "lost", "line ins", "free ins");
+    for (const Row &row : rows) {
+        if (row.subject.forwards)
+            printForwarding(row);
+    }
+    std::printf("\n%-22s %8s %8s\n", "", "start ms", "MB");
+    for (const Row &row : rows) {
+        if (!row.starts.empty())
+            printStart(row);
+    }
+    std::printf("\n%-22s %8s %8s %8s %8s\n", "", "frames", "free us", "MB", "lost");
+    for (const Row &row : rows) {
+        if (row.subject.forwards) {
+            printGrowth(row.subject, shortRun);
+            printGrowth(row.subject, longRun);
+        }
+    }
     return 0;
 }
