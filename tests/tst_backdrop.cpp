@@ -23,6 +23,14 @@ struct CountingWindow
         window.show();
     }
 
+    /** Gives the count its backdrop, which it takes when it is shown. */
+    void giveBackdrop()
+    {
+        window.hide();
+        new Backdrop(&count);
+        window.show();
+    }
+
     QImage picture() { return window.grab().toImage(); }
 
     bool isTaken() const { return count.autoFillBackground(); }
@@ -85,9 +93,7 @@ void BackdropTest::everyPixelStaysAsItIs()
     QApplication::setPalette(paletteWithWindow(windowColor));
     CountingWindow plain;
     CountingWindow backed;
-    new Backdrop(&backed.count);
-    backed.window.hide();
-    backed.window.show();
+    backed.giveBackdrop();
     QTRY_VERIFY_WITH_TIMEOUT(backed.isTaken(), waitMs);
 
     for (const char *text : {"0", "7", "123456", "4294967295"}) {
@@ -108,9 +114,7 @@ void BackdropTest::aChangeOfTheTextPaintsNothingElse()
     window.count.setText(QStringLiteral("1"));
     QTRY_VERIFY_WITH_TIMEOUT(frame.paints > 0, waitMs);
 
-    new Backdrop(&window.count);
-    window.window.hide();
-    window.window.show();
+    window.giveBackdrop();
     QTRY_VERIFY_WITH_TIMEOUT(window.isTaken(), waitMs);
     QCoreApplication::processEvents();
     frame.paints = 0;
@@ -125,9 +129,7 @@ void BackdropTest::coloursFollowTheDesktop()
     const QPalette before = QApplication::palette();
     CountingWindow plain;
     CountingWindow backed;
-    new Backdrop(&backed.count);
-    backed.window.hide();
-    backed.window.show();
+    backed.giveBackdrop();
     QTRY_VERIFY_WITH_TIMEOUT(backed.isTaken(), waitMs);
 
     QApplication::setPalette(paletteWithWindow(Qt::darkCyan));
@@ -148,9 +150,7 @@ void BackdropTest::aGroundOfSeveralColoursStaysVisible()
     window.window.setPalette(palette);
     const QImage before = window.picture();
 
-    new Backdrop(&window.count);
-    window.window.hide();
-    window.window.show();
+    window.giveBackdrop();
     QCoreApplication::processEvents();
 
     QCOMPARE(window.picture(), before);
@@ -161,9 +161,7 @@ void BackdropTest::aTextThatFillsTheLabelLeavesItAsItIs()
 {
     CountingWindow window;
     window.count.setText(QString(80, QLatin1Char('8')));
-    new Backdrop(&window.count);
-    window.window.hide();
-    window.window.show();
+    window.giveBackdrop();
     QCoreApplication::processEvents();
     QVERIFY(!window.isTaken());
 }

@@ -220,12 +220,12 @@ def modemmanager(bench):
     guest = bench.guest
     guest.run("systemctl stop ModemManager")
     written = bench.bridge.written
-    guest.run("setsid ModemManager --debug > /root/modemmanager.log 2>&1 < /dev/null &")
+    guest.run("setsid ModemManager --debug > /run/modemmanager.log 2>&1 < /dev/null &")
     bench.plug_in_adapter()
     wait_until(lambda: os.path.getsize(bench.adapter_log), "questions to the other adapter")
     guest.run("pkill -x ModemManager; true")
     guest.monitor.call("device_del", id="adapter")
-    log = guest.run("cat /root/modemmanager.log")
+    log = guest.run("cat /run/modemmanager.log")
     with open(f"{bench.folder}/modemmanager.log", "w", encoding="utf-8") as kept:
         kept.write(log)
     with open(bench.adapter_log, "rb") as asked:
