@@ -72,6 +72,8 @@ int64_t RunningSubject::stop()
 {
     m_process.terminate();
     m_process.waitForFinished(patienceMs);
+    if (!m_count.isOpen())
+        return 0;
     static const QRegularExpression collected(QStringLiteral("Collected : (\\d+)"));
     return collected.match(QString::fromLocal8Bit(m_count.readAll())).captured(1).toLongLong();
 }
