@@ -10,6 +10,25 @@ native_suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
 
 check_suite() { [[ $1 =~ ^(bookworm|trixie)$ ]] || reject "no suite '$1'"; }
 
+# take_suite ARGUMENT...: those of a script whose only option is --suite; sets $suite
+take_suite()
+{
+    suite=$native_suite
+    while [ $# -gt 0 ]; do
+        case $1 in
+        -h | --help) usage ;;
+        --suite)
+            [ $# -ge 2 ] || reject "--suite needs a name"
+            suite=$2
+            shift
+            ;;
+        *) reject "unknown option '$1'" ;;
+        esac
+        shift
+    done
+    check_suite "$suite"
+}
+
 # The release's repository, from where this machine itself has Debian's. Without the security
 # updates: mirrors have those of two architectures at different times, and then nothing installs.
 debian_source()

@@ -48,7 +48,7 @@ bool Backdrop::eventFilter(QObject *watched, QEvent *event)
     case QEvent::Show:
     case QEvent::PaletteChange:
     case QEvent::StyleChange:
-        // Only when all that is under the label has changed, too.
+        // Not before all that lies under the label has changed, too.
         QMetaObject::invokeMethod(this, &Backdrop::take, Qt::QueuedConnection);
         break;
     default:
