@@ -1,0 +1,27 @@
+#include "soak.h"
+
+namespace {
+
+/** Set by scripts/soak: one FENNIX_SOAK_SHARE th of the whole is run. */
+constexpr char shareVariable[] = "FENNIX_SOAK_SHARE";
+constexpr char seedVariable[] = "FENNIX_SOAK_SEED";
+constexpr int everydayShare = 100;
+
+int valueOf(const char *variable, int otherwise)
+{
+    bool isNumber = false;
+    const int value = qEnvironmentVariableIntValue(variable, &isNumber);
+    return isNumber && value > 0 ? value : otherwise;
+}
+
+} // namespace
+
+int Soak::portion(int whole, int least)
+{
+    return qMax(whole / valueOf(shareVariable, everydayShare), least);
+}
+
+quint32 Soak::seed()
+{
+    return static_cast<quint32>(valueOf(seedVariable, 1));
+}
