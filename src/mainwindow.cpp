@@ -4,6 +4,7 @@
 #include "connection.h"
 #include "debug_log.h"
 #include "device_enumerator.h"
+#include "paint_pace.h"
 #include "ui_mainwindow.h"
 
 #include <QAction>
@@ -84,6 +85,7 @@ MainWindow::MainWindow(QWidget *parent)
     connectForm();
     // It changes with every frame.
     new Backdrop(ui->label_packetCount);
+    countPace = new PaintPace(ui->label_packetCount);
     createConnection();
     continueBtnTimer = new QTimer(this);
     continueBtnTimer->setSingleShot(true);
@@ -296,7 +298,7 @@ void MainWindow::enableContinueBtn()
 
 void MainWindow::updateGui(uint count)
 {
-    ui->label_packetCount->setText(QString::number(count));
+    countPace->setText(QString::number(count));
 }
 
 void MainWindow::updateChannelComboBox(const QString &channel)

@@ -8,6 +8,7 @@
 #include <vector>
 
 class Connection;
+class PaintPace;
 class QTimer;
 class Ui_MainWindow;
 
@@ -94,4 +95,5 @@ private:
     QString comPort;
     QString localIpAddress;
     QList<QString> interfaceNames; ///< In visiting order; nothing reads them.
+    PaintPace *countPace = nullptr;
 };

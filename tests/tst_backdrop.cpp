@@ -1,7 +1,7 @@
 #include "backdrop.h"
+#include "paint_counter.h"
 
 #include <QApplication>
-#include <QEvent>
 #include <QGroupBox>
 #include <QLabel>
 #include <QTest>
@@ -38,21 +38,6 @@ struct CountingWindow
     QWidget window;
     QGroupBox frame;
     QLabel count;
-};
-
-/** Counts how often a widget is painted. */
-class PaintCounter : public QObject
-{
-public:
-    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
-
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        paints += event->type() == QEvent::Paint ? 1 : 0;
-        return QObject::eventFilter(watched, event);
-    }
-
-    int paints = 0;
 };
 
 QPalette paletteWithWindow(const QColor &color)

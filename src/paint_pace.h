@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QObject>
+
+class QLabel;
+class QTimer;
+
+/**
+ * Paints a label that changes often at a pace that the eye can follow.
+ *
+ * The label has each text at once, so that whoever asks it or paints its window gets the latest;
+ * it only asks less often to be painted. A text after a pause is painted at once.
+ */
+class PaintPace : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** A text asks to be painted so many milliseconds after the last that did, at the soonest. */
+    static constexpr int paceMs = 100;
+
+    /** Governs @p governed and lives as long as that. */
+    explicit PaintPace(QLabel *governed);
+
+    /** Gives the label @p text. */
+    void setText(const QString &text);
+
+private slots:
+    void catchUp();
+
+private:
+    QLabel *label;
+    QTimer *timer;
+    bool isBehind = false;
+};
