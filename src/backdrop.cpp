@@ -1,13 +1,14 @@
 #include "backdrop.h"
 
+#include <QBackingStore>
 #include <QEvent>
 #include <QImage>
 #include <QLabel>
-#include <QPixmap>
+#include <QWindow>
 
 namespace {
 
-/** Returns the only colour of @p picture, or an invalid one if it has several. */
+/** Returns the only colour of @p picture, or an invalid one if it has several or none. */
 QColor onlyColor(const QImage &picture)
 {
     if (picture.isNull())
@@ -22,13 +23,34 @@ QColor onlyColor(const QImage &picture)
     return QColor(color);
 }
 
+/**
+ * Returns @p place of @p window which is on the screen, as it is painted there; a null image where
+ * it has none.
+ *
+ * QWidget::grab() would first lay out everything that is hidden: all the help texts, just when
+ * a device has 300 ms to answer.
+ */
+QImage paintedPart(QWidget *window, const QRect &place)
+{
+    if (place.isEmpty())
+        return {};
+    window->repaint(place);
+    QBackingStore *store = window->backingStore();
+    const auto *pixels = store ? dynamic_cast<const QImage *>(store->paintDevice()) : nullptr;
+    if (!pixels)
+        return {};
+    const double scale = pixels->devicePixelRatioF();
+    const QRectF part(place.topLeft() * scale, place.size() * scale);
+    return pixels->copy(part.toRect().intersected(pixels->rect()));
+}
+
 /** Returns the part of @p label's window that shows what is under it, but not its text. */
 QImage besideTheText(const QLabel *label)
 {
     QRect place = label->rect();
     place.setLeft(label->sizeHint().width());
     place.moveTopLeft(label->mapTo(label->window(), place.topLeft()));
-    return place.isEmpty() ? QImage() : label->window()->grab(place).toImage();
+    return paintedPart(label->window(), place);
 }
 
 } // namespace
@@ -48,8 +70,12 @@ bool Backdrop::eventFilter(QObject *watched, QEvent *event)
     case QEvent::Show:
     case QEvent::PaletteChange:
     case QEvent::StyleChange:
-        // Not before all that lies under the label has changed, too.
-        QMetaObject::invokeMethod(this, &Backdrop::take, Qt::QueuedConnection);
+        isStale = true;
+        break;
+    case QEvent::Paint:
+        // Not before all that lies under the label has been painted, too.
+        if (isStale && watched == label)
+            QMetaObject::invokeMethod(this, &Backdrop::take, Qt::QueuedConnection);
         break;
     default:
         break;
@@ -59,8 +85,10 @@ bool Backdrop::eventFilter(QObject *watched, QEvent *event)
 
 void Backdrop::take()
 {
-    if (!label->isVisible())
+    const QWindow *window = label->window()->windowHandle();
+    if (!label->isVisible() || !window || !window->isExposed())
         return;
+    isStale = false;
     label->setAutoFillBackground(false);
     const QColor color = onlyColor(besideTheText(label));
     if (!color.isValid())

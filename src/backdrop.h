@@ -27,4 +27,5 @@ private slots:
 
 private:
     QLabel *label;
+    bool isStale = true;
 };
