@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QObject>
 
+#include <malloc.h>
 #include <unistd.h>
 
 int Footprint::openDescriptors()
@@ -22,6 +23,12 @@ int Footprint::residentKilobytes()
     // In pages: the whole size, then what is resident.
     const int pages = file.readAll().split(' ').at(1).toInt();
     return static_cast<int>(pages * (::sysconf(_SC_PAGESIZE) / 1024));
+}
+
+int Footprint::allocatedKilobytes()
+{
+    const struct mallinfo2 heap = ::mallinfo2();
+    return static_cast<int>((heap.uordblks + heap.hblkhd) / 1024);
 }
 
 int Footprint::objectsBelow(const QObject &object)

@@ -11,6 +11,9 @@ int openDescriptors();
 /** Returns how much memory is resident, in kB. */
 int residentKilobytes();
 
+/** Returns how much memory is allocated, in kB; under AddressSanitizer always the same. */
+int allocatedKilobytes();
+
 /** Returns how many objects live below @p object, timers among them. */
 int objectsBelow(const QObject &object);
 
