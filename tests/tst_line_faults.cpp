@@ -9,7 +9,6 @@
 
 #include <QComboBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QLockFile>
 #include <QPushButton>
 #include <QtTest>
@@ -33,15 +32,6 @@ SimulatedDevice::Settings silentDevice()
     SimulatedDevice::Settings settings;
     settings.firmware = SimulatedDevice::Firmware::Silent;
     return settings;
-}
-
-/** Starts the capture towards this machine and waits until @p device sniffs. */
-void startCapture(const WindowUnderTest &test, const SimulatedDevice &device)
-{
-    test.find<QLineEdit>("remoteIpInput")->clear();
-    test.click("OnBtn");
-    if (!QTest::qWaitFor([&] { return device.isSniffing(); }))
-        qFatal("the device does not sniff");
 }
 
 /** Returns what the window has logged since the last connect. */
@@ -155,7 +145,7 @@ void LineFaultsTest::aPulledDeviceLeadsToTheStartPage()
     const auto *count = test.find<QLabel>("label_packetCount");
     test.connectToDevice();
     if (sniffs) {
-        startCapture(test, device);
+        test.startCapture(device);
         QTRY_VERIFY(count->text().toInt() >= 3);
     }
 
@@ -337,7 +327,7 @@ void LineFaultsTest::aLineThatBreaksUnderACommandIsOneDisconnect()
     const WindowUnderTest test;
     test.connectToDevice();
     if (button == "OffBtn")
-        startCapture(test, device);
+        test.startCapture(device);
 
     // The command waits for the event loop, which finds the line broken.
     pull(&device);

@@ -4,6 +4,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QStackedWidget>
 
@@ -38,6 +39,14 @@ void WindowUnderTest::connectToDevice() const
     click("devConnectButton");
     if (!QTest::qWaitFor([&] { return messages.contains("set channel"); }))
         qFatal("the device has not reported its channel");
+}
+
+void WindowUnderTest::startCapture(const Simulator::SimulatedDevice &device) const
+{
+    find<QLineEdit>("remoteIpInput")->clear();
+    click("OnBtn");
+    if (!QTest::qWaitFor([&] { return device.isSniffing(); }))
+        qFatal("the device does not sniff");
 }
 
 QAction *WindowUnderTest::action(const char *menu, const char *entry) const

@@ -3,6 +3,7 @@
 #include "held_probe.h"
 #include "log_capture.h"
 #include "mainwindow.h"
+#include "simulated_device.h"
 
 #include <QTest>
 
@@ -40,6 +41,9 @@ public:
      * probe of its firmware.
      */
     void connectToDevice() const;
+
+    /** Presses Start, for a capture towards this machine, and waits until @p device sniffs. */
+    void startCapture(const Simulator::SimulatedDevice &device) const;
 
     /** Returns the entry of a menu of the menu bar, by their texts. */
     QAction *action(const char *menu, const char *entry) const;

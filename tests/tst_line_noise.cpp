@@ -1,0 +1,331 @@
+#include "message_capture.h"
+#include "mocked_machine.h"
+#include "parser_model.h"
+#include "simulated_device.h"
+#include "soak.h"
+#include "window_under_test.h"
+#include "zep_receiver.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLoggingCategory>
+#include <QPushButton>
+#include <QRandomGenerator>
+#include <QtTest>
+
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+using Simulator::Traffic;
+
+namespace {
+
+/** A frame that a parser never takes for the start or the end of anything. */
+QByteArray plainFrame()
+{
+    return QByteArray(20, 'u');
+}
+
+/** A device that hears no frames but these. */
+SimulatedDevice::Settings deviceThatHears(const QVector<QByteArray> &frames)
+{
+    SimulatedDevice::Settings settings;
+    settings.traffic = Traffic::fromFrames(frames);
+    return settings;
+}
+
+SimulatedDevice::Settings fastDevice()
+{
+    SimulatedDevice::Settings settings = deviceThatHears({});
+    settings.rate = SimulatedDevice::Rate::Unthrottled;
+    return settings;
+}
+
+QByteArray noise(int size)
+{
+    QRandomGenerator random(Soak::seed());
+    QByteArray bytes;
+    while (bytes.size() < size)
+        bytes.append(static_cast<char>(random.bounded(256)));
+    return bytes;
+}
+
+/** Returns what the model of the parser sends of @p stream, numbered like @p first. */
+QVector<QByteArray> expectedDatagrams(const QByteArray &stream, const QByteArray &first)
+{
+    ParserModel model(ZepReceiver::sequenceNumber(first));
+    model.open("/dev/ttyUSB0");
+    model.read(stream);
+    QVector<QByteArray> datagrams;
+    for (const LinkEvent &event : model.events()) {
+        if (event.kind == LinkEvent::Datagram)
+            datagrams.append(event.content);
+    }
+    return datagrams;
+}
+
+QByteArray withoutTime(QByteArray datagram)
+{
+    return ZepReceiver::isData(datagram) ? datagram.replace(9, 8, "") : datagram;
+}
+
+/** Sends @p bytes and waits until the program has read some of them. */
+void sendAndAwait(const QByteArray &bytes, SimulatedDevice *device)
+{
+    const MessageCapture messages;
+    device->send(bytes);
+    if (!QTest::qWaitFor([&] { return !messages.messages().isEmpty(); }))
+        qFatal("nothing is read");
+}
+
+/** Keeps the traces of the parser from being printed. */
+class NoTraces
+{
+public:
+    NoTraces() { QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false")); }
+    ~NoTraces() { QLoggingCategory::setFilterRules(QString()); }
+    Q_DISABLE_COPY(NoTraces)
+};
+
+} // namespace
+
+/** The device says what the window does not expect. */
+class LineNoiseTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void aMinuteOfNoiseIsReadAsItsBytesSay();
+    void noiseCanSayWhatADeviceSays_data();
+    void noiseCanSayWhatADeviceSays();
+    void aRestartSoonAfterAnotherResumes();
+    void aRestartThatBreaksThePromptNeedsTheUser();
+    void aRecordWithoutEndHidesWhatFollows_data();
+    void aRecordWithoutEndHidesWhatFollows();
+
+private:
+    void plugIn(const SimulatedDevice &device);
+    static int count(const WindowUnderTest &test);
+    static QString channel(const WindowUnderTest &test);
+
+    std::unique_ptr<MockedMachine> m_machine;
+};
+
+void LineNoiseTest::init()
+{
+    m_machine = std::make_unique<MockedMachine>();
+}
+
+void LineNoiseTest::cleanup()
+{
+    m_machine.reset();
+}
+
+void LineNoiseTest::plugIn(const SimulatedDevice &device)
+{
+    m_machine->plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
+}
+
+int LineNoiseTest::count(const WindowUnderTest &test)
+{
+    return test.find<QLabel>("label_packetCount")->text().toInt();
+}
+
+QString LineNoiseTest::channel(const WindowUnderTest &test)
+{
+    return test.find<QComboBox>("channelSelect")->currentText();
+}
+
+void LineNoiseTest::aMinuteOfNoiseIsReadAsItsBytesSay()
+{
+    constexpr int bytesPerMinute = 60 * 3840;
+    // A record that the noise has begun swallows less than ten of these.
+    const QByteArray records = SimulatedDevice::frameRecord(plainFrame()).repeated(12);
+    const QByteArray stream = noise(bytesPerMinute) + records;
+    const ZepReceiver receiver;
+    SimulatedDevice device(fastDevice());
+    plugIn(device);
+    const WindowUnderTest test;
+    test.connectToDevice();
+    test.startCapture(device);
+    const NoTraces noTraces;
+
+    device.send(stream + "HAN: 20\n");
+
+    QTRY_COMPARE(channel(test), QString("20"));
+    QTRY_COMPARE(receiver.count(), count(test));
+    const QVector<QByteArray> expected = expectedDatagrams(stream, receiver.datagrams().first());
+    QCOMPARE(receiver.count(), expected.size());
+    for (int i = 0; i < expected.size(); ++i)
+        QCOMPARE(withoutTime(receiver.datagrams().at(i)), withoutTime(expected.at(i)));
+    // Chance has made records of it, and the device's own come through again.
+    QVERIFY(expected.size() > 100);
+    QCOMPARE(receiver.frames().mid(receiver.frames().size() - 2),
+             QVector<QByteArray>(2, plainFrame()));
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+    QCOMPARE(test.log.messages().size(), 3);
+    test.click("devDisconnectButton");
+}
+
+void LineNoiseTest::noiseCanSayWhatADeviceSays_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<int>("sent");
+    QTest::addColumn<QString>("channel");
+    QTest::addColumn<QByteArray>("page");
+    QTest::addColumn<QByteArray>("commands");
+    const QByteArray connected = "pageConnected";
+    QTest::newRow("a record") << SimulatedDevice::frameRecord(plainFrame()) << 1 << "11"
+                              << connected << QByteArray();
+    QTest::newRow("another channel") << QByteArray("HAN: 20\n") << 0 << "20" << connected
+                                     << QByteArray("\nchan 20\n\nsniff\n\nidle\n");
+    QTest::newRow("no channel") << QByteArray("HAN: z9\n") << 0 << "11" << connected
+                                << QByteArray();
+    QTest::newRow("the prompt") << QByteArray("[vostrel]") << 0 << "11" << connected
+                                << QByteArray("\nidle\n\nsniff\n");
+    QTest::newRow("a failure") << QByteArray("fail!") << 0 << "11" << QByteArray("pageNoFirmware")
+                               << QByteArray("\nidle\n");
+}
+
+void LineNoiseTest::noiseCanSayWhatADeviceSays()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(int, sent);
+    QFETCH(QString, channel);
+    QFETCH(QByteArray, page);
+    QFETCH(QByteArray, commands);
+    const ZepReceiver receiver;
+    SimulatedDevice device(fastDevice());
+    plugIn(device);
+    const WindowUnderTest test;
+    test.connectToDevice();
+    test.startCapture(device);
+    const NoTraces noTraces;
+    device.clearReceived();
+
+    // The record behind it tells that it has been read.
+    device.send(bytes);
+    if (page == "pageConnected") {
+        device.send(SimulatedDevice::frameRecord(plainFrame()));
+        QTRY_COMPARE(count(test), sent + 1);
+    }
+
+    QTRY_COMPARE(test.page(), page);
+    QTRY_COMPARE(device.received(), commands);
+    QCOMPARE(LineNoiseTest::channel(test), channel);
+    // The window takes the capture for running, whatever the device has been told.
+    QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
+    QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
+    if (page == "pageConnected")
+        test.click("devDisconnectButton");
+}
+
+void LineNoiseTest::aRestartSoonAfterAnotherResumes()
+{
+    const ZepReceiver receiver;
+    SimulatedDevice device(deviceThatHears({plainFrame()}));
+    plugIn(device);
+    const WindowUnderTest test;
+    test.connectToDevice();
+    test.startCapture(device);
+    const NoTraces noTraces;
+    QTRY_VERIFY(count(test) >= 3);
+
+    device.restart();
+    device.restart();
+
+    QTRY_COMPARE(test.log.messages().count("[warning] watchdog"), 2);
+    const int before = count(test);
+    QTRY_VERIFY(count(test) >= before + 3);
+    test.click("OffBtn");
+    QTRY_VERIFY(!device.isSniffing());
+    // The two half records are lost, and nothing else.
+    QTRY_COMPARE(receiver.count(), device.framesSent());
+    QCOMPARE(receiver.frames().count(plainFrame()), receiver.count());
+    test.click("devDisconnectButton");
+}
+
+void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
+{
+    const ZepReceiver receiver;
+    SimulatedDevice device(deviceThatHears({plainFrame()}));
+    plugIn(device);
+    const WindowUnderTest test;
+    test.connectToDevice();
+    test.startCapture(device);
+    const NoTraces noTraces;
+    QTRY_VERIFY(count(test) >= 3);
+    device.clearReceived();
+
+    // Restarted in a record, and again while it prints the prompt.
+    device.setFirmware(SimulatedDevice::Firmware::Sniffer);
+    device.send(SimulatedDevice::frameRecord(plainFrame()).left(12) + "[vos" + "[vostrel]");
+
+    // The device is idle, which the window does not know: the user starts it again.
+    QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
+    test.click("OffBtn");
+    test.click("OnBtn");
+    const int before = count(test);
+    QTRY_VERIFY(count(test) >= before + 3);
+    test.click("OffBtn");
+    QTRY_VERIFY(!device.isSniffing());
+    QCOMPARE(test.log.messages().count("[warning] watchdog"), 0);
+    QCOMPARE(device.received(), QByteArray("\nidle\n\nsniff\n\nidle\n"));
+    // The first frame afterwards ends the half record, which goes out instead of it.
+    QTRY_COMPARE(receiver.count(), device.framesSent());
+    QCOMPARE(receiver.frames().count(plainFrame()), receiver.count() - 1);
+    test.click("devDisconnectButton");
+}
+
+void LineNoiseTest::aRecordWithoutEndHidesWhatFollows_data()
+{
+    const QByteArray endless(20, 'e');
+    QTest::addColumn<QByteArray>("recovery");
+    QTest::addColumn<bool>("reconnects");
+    QTest::addColumn<QVector<QByteArray>>("frames");
+    QTest::newRow("until an end byte")
+        << QByteArray("\x04") << false << QVector<QByteArray> {endless, plainFrame()};
+    QTest::newRow("until another record has ended")
+        << SimulatedDevice::frameRecord(QByteArray(20, 'n')) << false
+        << QVector<QByteArray> {endless, plainFrame()};
+    QTest::newRow("until a restart")
+        << QByteArray("[vostrel]") << false << QVector<QByteArray> {plainFrame()};
+    QTest::newRow("until a reconnect")
+        << QByteArray() << true << QVector<QByteArray> {plainFrame()};
+}
+
+void LineNoiseTest::aRecordWithoutEndHidesWhatFollows()
+{
+    QFETCH(QByteArray, recovery);
+    QFETCH(bool, reconnects);
+    QFETCH(QVector<QByteArray>, frames);
+    const ZepReceiver receiver;
+    SimulatedDevice device(fastDevice());
+    plugIn(device);
+    const WindowUnderTest test;
+    test.connectToDevice();
+    test.startCapture(device);
+    QByteArray endless = SimulatedDevice::frameRecord(QByteArray(20, 'e'));
+    endless.chop(1);
+    sendAndAwait(endless + "HAN: 20\nfail!" + QByteArray(1000, 'e'), &device);
+
+    if (reconnects) {
+        test.click("devDisconnectButton");
+        QTRY_VERIFY(!device.isSniffing());
+        test.connectToDevice();
+        test.startCapture(device);
+    }
+    const NoTraces noTraces;
+    device.send(recovery + SimulatedDevice::frameRecord(plainFrame()));
+
+    QTRY_COMPARE(receiver.frames(), frames);
+    QCOMPARE(count(test), frames.size());
+    QCOMPARE(channel(test), QString("11"));
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+    test.click("devDisconnectButton");
+}
+
+QTEST_MAIN(LineNoiseTest)
+
+#include "tst_line_noise.moc"
