@@ -1,5 +1,6 @@
 #include "message_capture.h"
 #include "mocked_machine.h"
+#include "no_traces.h"
 #include "parser_model.h"
 #include "simulated_device.h"
 #include "soak.h"
@@ -8,7 +9,6 @@
 
 #include <QComboBox>
 #include <QLabel>
-#include <QLoggingCategory>
 #include <QPushButton>
 #include <QRandomGenerator>
 #include <QtTest>
@@ -76,15 +76,6 @@ void sendAndAwait(const QByteArray &bytes, SimulatedDevice *device)
     if (!QTest::qWaitFor([&] { return !messages.messages().isEmpty(); }))
         qFatal("nothing is read");
 }
-
-/** Keeps the traces of the parser from being printed. */
-class NoTraces
-{
-public:
-    NoTraces() { QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false")); }
-    ~NoTraces() { QLoggingCategory::setFilterRules(QString()); }
-    Q_DISABLE_COPY(NoTraces)
-};
 
 } // namespace
 

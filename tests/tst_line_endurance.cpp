@@ -1,0 +1,203 @@
+#include "footprint.h"
+#include "mocked_machine.h"
+#include "no_traces.h"
+#include "simulated_device.h"
+#include "soak.h"
+#include "window_under_test.h"
+#include "zep_receiver.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QtTest>
+
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+
+namespace {
+
+SimulatedDevice::Settings deviceOnChannel(int channel)
+{
+    SimulatedDevice::Settings settings;
+    settings.channel = channel;
+    return settings;
+}
+
+/** What the process holds besides what the log takes. */
+struct Holding
+{
+    explicit Holding(const QObject &window)
+        : descriptors(Footprint::openDescriptors())
+        , objects(Footprint::objectsBelow(window))
+        , allocatedKilobytes(Footprint::allocatedKilobytes())
+    { }
+
+    int descriptors;
+    int objects;
+    int allocatedKilobytes;
+};
+
+} // namespace
+
+/** Many devices, and the same again and again. */
+class LineEnduranceTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void fiftyDevicesAreListed();
+    void pluggingInAndOutLeavesNothingBehind();
+    void startsStopsAndChannelChangesLeaveNothingBehind();
+
+private:
+    void plugIn(const SimulatedDevice &device, int number = 0);
+    /** Plugs a new device in, captures a frame from it and pulls it while it sniffs. */
+    void plugInAndOut(const WindowUnderTest &test, int channel);
+
+    /** Starts, stops and changes the channel that many times, of which nothing is lost. */
+    static void startStopAndChange(const WindowUnderTest &test, SimulatedDevice *device,
+                                   int rounds);
+
+    /** Verifies that nothing is held in addition but @p connects kB, and what varies. */
+    static void verifyGrowth(const Holding &before, const Holding &after, int connects);
+
+    std::unique_ptr<MockedMachine> m_machine;
+};
+
+void LineEnduranceTest::init()
+{
+    m_machine = std::make_unique<MockedMachine>();
+}
+
+void LineEnduranceTest::cleanup()
+{
+    m_machine.reset();
+}
+
+void LineEnduranceTest::plugIn(const SimulatedDevice &device, int number)
+{
+    m_machine->plugIn(MockedMachine::Kind::Mirzel, QStringLiteral("ttyUSB%1").arg(number),
+                      device.portPath());
+}
+
+void LineEnduranceTest::verifyGrowth(const Holding &before, const Holding &after, int connects)
+{
+    constexpr int varyingKilobytes = 64;
+    QCOMPARE(after.descriptors, before.descriptors);
+    QCOMPARE(after.objects, before.objects);
+    const int grown = after.allocatedKilobytes - before.allocatedKilobytes;
+    QVERIFY2(grown <= connects + varyingKilobytes, QByteArray::number(grown));
+}
+
+void LineEnduranceTest::fiftyDevicesAreListed()
+{
+    constexpr int devices = 50;
+    std::vector<std::unique_ptr<SimulatedDevice>> plugged;
+    for (int number = 0; number < devices; ++number) {
+        plugged.push_back(std::make_unique<SimulatedDevice>(SimulatedDevice::Settings()));
+        plugIn(*plugged.back(), number);
+    }
+    WindowUnderTest test;
+    auto *box = test.find<QComboBox>("usbComboBox");
+    QCOMPARE(box->count(), devices);
+    QCOMPARE(MainWindow::numberOfDevices, devices);
+    // The list does not tell them apart.
+    for (int entry = 0; entry < devices; ++entry)
+        QCOMPARE(box->itemText(entry), QString("Mirzel"));
+
+    // Any of them works, and the others are left alone.
+    const QString path = MainWindow::availableComPorts.back();
+    const int number = path.midRef(int(qstrlen("/dev/ttyUSB"))).toInt();
+    box->setCurrentIndex(devices - 1);
+    test.connectToDevice();
+    test.startCapture(*plugged[size_t(number)]);
+    QTRY_VERIFY(test.find<QLabel>("label_packetCount")->text().toInt() >= 3);
+    for (int other = 0; other < devices; ++other)
+        QCOMPARE(plugged[size_t(other)]->received().isEmpty(), other != number);
+    test.click("devDisconnectButton");
+}
+
+void LineEnduranceTest::plugInAndOut(const WindowUnderTest &test, int channel)
+{
+    SimulatedDevice device(deviceOnChannel(channel));
+    plugIn(device);
+    test.click("refreshComButton");
+    QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 1);
+    test.connectToDevice();
+    const NoTraces noTraces;
+    test.startCapture(device);
+    QTRY_VERIFY(test.find<QLabel>("label_packetCount")->text().toInt() >= 1);
+
+    m_machine->unplug("ttyUSB0");
+    device.hangUp();
+
+    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
+}
+
+void LineEnduranceTest::startStopAndChange(const WindowUnderTest &test, SimulatedDevice *device,
+                                           int rounds)
+{
+    QSignalSpy commands(device, &SimulatedDevice::commandReceived);
+    const auto executes = [&commands](const QByteArray &last) {
+        while (commands.isEmpty() || commands.constLast().constFirst() != last) {
+            if (!commands.wait())
+                return false;
+        }
+        commands.clear();
+        return true;
+    };
+    auto *channelSelect = test.find<QComboBox>("channelSelect");
+    for (int round = 0; round < rounds; ++round) {
+        test.find<QPushButton>("OnBtn")->click();
+        QVERIFY(executes("sniff"));
+        test.find<QPushButton>("OffBtn")->click();
+        QVERIFY(executes("idle"));
+        channelSelect->setCurrentIndex((channelSelect->currentIndex() + 1)
+                                       % channelSelect->count());
+        QVERIFY(executes("idle"));
+        QCOMPARE(QString::number(device->channel()), channelSelect->currentText());
+        device->clearReceived();
+    }
+}
+
+void LineEnduranceTest::pluggingInAndOutLeavesNothingBehind()
+{
+    const int rounds = Soak::portion(100, 5);
+    const WindowUnderTest test;
+    plugInAndOut(test, 26);
+    const Holding before(test.window);
+
+    for (int round = 0; round < rounds && !QTest::currentTestFailed(); ++round)
+        plugInAndOut(test, 11 + round % 16);
+
+    // Each connect is wired to the window's timer once more, and logged.
+    verifyGrowth(before, Holding(test.window), rounds);
+    QCOMPARE(test.log.messages().count("Disconnected"), rounds + 1);
+}
+
+void LineEnduranceTest::startsStopsAndChannelChangesLeaveNothingBehind()
+{
+    const int rounds = Soak::portion(10000);
+    SimulatedDevice device({});
+    plugIn(device);
+    const WindowUnderTest test;
+    test.connectToDevice();
+    const NoTraces noTraces;
+    startStopAndChange(test, &device, 10);
+    const Holding before(test.window);
+
+    startStopAndChange(test, &device, rounds);
+
+    verifyGrowth(before, Holding(test.window), 0);
+    QTRY_COMPARE(test.find<QLabel>("label_packetCount")->text(),
+                 QString::number(device.framesSent()));
+    test.click("devDisconnectButton");
+}
+
+QTEST_MAIN(LineEnduranceTest)
+
+#include "tst_line_endurance.moc"
