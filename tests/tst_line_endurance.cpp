@@ -62,7 +62,7 @@ private:
                                    int rounds);
 
     /** Verifies that nothing is held in addition but @p connects kB, and what varies. */
-    static void verifyGrowth(const Holding &before, const Holding &after, int connects);
+    static void verifyGrowth(const Holding &before, const QObject &window, int connects);
 
     std::unique_ptr<MockedMachine> m_machine;
 };
@@ -83,10 +83,12 @@ void LineEnduranceTest::plugIn(const SimulatedDevice &device, int number)
                       device.portPath());
 }
 
-void LineEnduranceTest::verifyGrowth(const Holding &before, const Holding &after, int connects)
+void LineEnduranceTest::verifyGrowth(const Holding &before, const QObject &window, int connects)
 {
     constexpr int varyingKilobytes = 64;
-    QCOMPARE(after.descriptors, before.descriptors);
+    const Holding after(window);
+    // The mocked machine closes its own end of a port a moment later.
+    QTRY_VERIFY(Footprint::openDescriptors() <= before.descriptors);
     QCOMPARE(after.objects, before.objects);
     const int grown = after.allocatedKilobytes - before.allocatedKilobytes;
     QVERIFY2(grown <= connects + varyingKilobytes, QByteArray::number(grown));
@@ -175,7 +177,7 @@ void LineEnduranceTest::pluggingInAndOutLeavesNothingBehind()
         plugInAndOut(test, 11 + round % 16);
 
     // Each connect is wired to the window's timer once more, and logged.
-    verifyGrowth(before, Holding(test.window), rounds);
+    verifyGrowth(before, test.window, rounds);
     QCOMPARE(test.log.messages().count("Disconnected"), rounds + 1);
 }
 
@@ -192,7 +194,7 @@ void LineEnduranceTest::startsStopsAndChannelChangesLeaveNothingBehind()
 
     startStopAndChange(test, &device, rounds);
 
-    verifyGrowth(before, Holding(test.window), 0);
+    verifyGrowth(before, test.window, 0);
     QTRY_COMPARE(test.find<QLabel>("label_packetCount")->text(),
                  QString::number(device.framesSent()));
     test.click("devDisconnectButton");
