@@ -77,6 +77,39 @@ void sendAndAwait(const QByteArray &bytes, SimulatedDevice *device)
         qFatal("nothing is read");
 }
 
+/** A capture that runs: the window, its only device, and who receives. */
+class RunningCapture : public WindowUnderTest
+{
+public:
+    explicit RunningCapture(SimulatedDevice *simulated)
+        : device(simulated)
+        , count(find<QLabel>("label_packetCount"))
+        , channelSelect(find<QComboBox>("channelSelect"))
+    {
+        start();
+    }
+
+    ~RunningCapture()
+    {
+        if (page() == "pageConnected")
+            click("devDisconnectButton");
+    }
+
+    void start() const
+    {
+        connectToDevice();
+        startCapture(*device);
+        device->clearReceived();
+    }
+
+    int counted() const { return count->text().toInt(); }
+
+    SimulatedDevice *device;
+    QLabel *count;
+    QComboBox *channelSelect;
+    ZepReceiver receiver;
+};
+
 } // namespace
 
 /** The device says what the window does not expect. */
@@ -97,8 +130,6 @@ private slots:
 
 private:
     void plugIn(const SimulatedDevice &device);
-    static int count(const WindowUnderTest &test);
-    static QString channel(const WindowUnderTest &test);
 
     std::unique_ptr<MockedMachine> m_machine;
 };
@@ -118,45 +149,32 @@ void LineNoiseTest::plugIn(const SimulatedDevice &device)
     m_machine->plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
 }
 
-int LineNoiseTest::count(const WindowUnderTest &test)
-{
-    return test.find<QLabel>("label_packetCount")->text().toInt();
-}
-
-QString LineNoiseTest::channel(const WindowUnderTest &test)
-{
-    return test.find<QComboBox>("channelSelect")->currentText();
-}
-
 void LineNoiseTest::aMinuteOfNoiseIsReadAsItsBytesSay()
 {
     constexpr int bytesPerMinute = 60 * 3840;
     // A record that the noise has begun swallows less than ten of these.
     const QByteArray records = SimulatedDevice::frameRecord(plainFrame()).repeated(12);
     const QByteArray stream = noise(bytesPerMinute) + records;
-    const ZepReceiver receiver;
     SimulatedDevice device(fastDevice());
     plugIn(device);
-    const WindowUnderTest test;
-    test.connectToDevice();
-    test.startCapture(device);
+    const RunningCapture test(&device);
     const NoTraces noTraces;
 
     device.send(stream + "HAN: 20\n");
 
-    QTRY_COMPARE(channel(test), QString("20"));
-    QTRY_COMPARE(receiver.count(), count(test));
-    const QVector<QByteArray> expected = expectedDatagrams(stream, receiver.datagrams().first());
-    QCOMPARE(receiver.count(), expected.size());
+    QTRY_COMPARE(test.channelSelect->currentText(), QString("20"));
+    QTRY_COMPARE(test.receiver.count(), test.counted());
+    const QVector<QByteArray> expected =
+        expectedDatagrams(stream, test.receiver.datagrams().first());
+    QCOMPARE(test.receiver.count(), expected.size());
     for (int i = 0; i < expected.size(); ++i)
-        QCOMPARE(withoutTime(receiver.datagrams().at(i)), withoutTime(expected.at(i)));
+        QCOMPARE(withoutTime(test.receiver.datagrams().at(i)), withoutTime(expected.at(i)));
     // Chance has made records of it, and the device's own come through again.
     QVERIFY(expected.size() > 100);
-    QCOMPARE(receiver.frames().mid(receiver.frames().size() - 2),
+    QCOMPARE(test.receiver.frames().mid(test.receiver.frames().size() - 2),
              QVector<QByteArray>(2, plainFrame()));
     QCOMPARE(test.page(), QByteArray("pageConnected"));
     QCOMPARE(test.log.messages().size(), 3);
-    test.click("devDisconnectButton");
 }
 
 void LineNoiseTest::noiseCanSayWhatADeviceSays_data()
@@ -186,67 +204,54 @@ void LineNoiseTest::noiseCanSayWhatADeviceSays()
     QFETCH(QString, channel);
     QFETCH(QByteArray, page);
     QFETCH(QByteArray, commands);
-    const ZepReceiver receiver;
     SimulatedDevice device(fastDevice());
     plugIn(device);
-    const WindowUnderTest test;
-    test.connectToDevice();
-    test.startCapture(device);
+    const RunningCapture test(&device);
     const NoTraces noTraces;
-    device.clearReceived();
 
     // The record behind it tells that it has been read.
     device.send(bytes);
     if (page == "pageConnected") {
         device.send(SimulatedDevice::frameRecord(plainFrame()));
-        QTRY_COMPARE(count(test), sent + 1);
+        QTRY_COMPARE(test.counted(), sent + 1);
     }
 
     QTRY_COMPARE(test.page(), page);
     QTRY_COMPARE(device.received(), commands);
-    QCOMPARE(LineNoiseTest::channel(test), channel);
+    QCOMPARE(test.channelSelect->currentText(), channel);
     // The window takes the capture for running, whatever the device has been told.
     QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
     QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
-    if (page == "pageConnected")
-        test.click("devDisconnectButton");
 }
 
 void LineNoiseTest::aRestartSoonAfterAnotherResumes()
 {
-    const ZepReceiver receiver;
     SimulatedDevice device(deviceThatHears({plainFrame()}));
     plugIn(device);
-    const WindowUnderTest test;
-    test.connectToDevice();
-    test.startCapture(device);
+    const RunningCapture test(&device);
     const NoTraces noTraces;
-    QTRY_VERIFY(count(test) >= 3);
+    QTRY_VERIFY(test.counted() >= 3);
 
     device.restart();
     device.restart();
 
     QTRY_COMPARE(test.log.messages().count("[warning] watchdog"), 2);
-    const int before = count(test);
-    QTRY_VERIFY(count(test) >= before + 3);
+    const int before = test.counted();
+    QTRY_VERIFY(test.counted() >= before + 3);
     test.click("OffBtn");
     QTRY_VERIFY(!device.isSniffing());
     // The two half records are lost, and nothing else.
-    QTRY_COMPARE(receiver.count(), device.framesSent());
-    QCOMPARE(receiver.frames().count(plainFrame()), receiver.count());
-    test.click("devDisconnectButton");
+    QTRY_COMPARE(test.receiver.count(), device.framesSent());
+    QCOMPARE(test.receiver.frames().count(plainFrame()), test.receiver.count());
 }
 
 void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
 {
-    const ZepReceiver receiver;
     SimulatedDevice device(deviceThatHears({plainFrame()}));
     plugIn(device);
-    const WindowUnderTest test;
-    test.connectToDevice();
-    test.startCapture(device);
+    const RunningCapture test(&device);
     const NoTraces noTraces;
-    QTRY_VERIFY(count(test) >= 3);
+    QTRY_VERIFY(test.counted() >= 3);
     device.clearReceived();
 
     // Restarted in a record, and again while it prints the prompt.
@@ -257,16 +262,15 @@ void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
     QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
     test.click("OffBtn");
     test.click("OnBtn");
-    const int before = count(test);
-    QTRY_VERIFY(count(test) >= before + 3);
+    const int before = test.counted();
+    QTRY_VERIFY(test.counted() >= before + 3);
     test.click("OffBtn");
     QTRY_VERIFY(!device.isSniffing());
     QCOMPARE(test.log.messages().count("[warning] watchdog"), 0);
     QCOMPARE(device.received(), QByteArray("\nidle\n\nsniff\n\nidle\n"));
     // The first frame afterwards ends the half record, which goes out instead of it.
-    QTRY_COMPARE(receiver.count(), device.framesSent());
-    QCOMPARE(receiver.frames().count(plainFrame()), receiver.count() - 1);
-    test.click("devDisconnectButton");
+    QTRY_COMPARE(test.receiver.count(), device.framesSent());
+    QCOMPARE(test.receiver.frames().count(plainFrame()), test.receiver.count() - 1);
 }
 
 void LineNoiseTest::aRecordWithoutEndHidesWhatFollows_data()
@@ -291,12 +295,9 @@ void LineNoiseTest::aRecordWithoutEndHidesWhatFollows()
     QFETCH(QByteArray, recovery);
     QFETCH(bool, reconnects);
     QFETCH(QVector<QByteArray>, frames);
-    const ZepReceiver receiver;
     SimulatedDevice device(fastDevice());
     plugIn(device);
-    const WindowUnderTest test;
-    test.connectToDevice();
-    test.startCapture(device);
+    const RunningCapture test(&device);
     QByteArray endless = SimulatedDevice::frameRecord(QByteArray(20, 'e'));
     endless.chop(1);
     sendAndAwait(endless + "HAN: 20\nfail!" + QByteArray(1000, 'e'), &device);
@@ -304,17 +305,15 @@ void LineNoiseTest::aRecordWithoutEndHidesWhatFollows()
     if (reconnects) {
         test.click("devDisconnectButton");
         QTRY_VERIFY(!device.isSniffing());
-        test.connectToDevice();
-        test.startCapture(device);
+        test.start();
     }
     const NoTraces noTraces;
     device.send(recovery + SimulatedDevice::frameRecord(plainFrame()));
 
-    QTRY_COMPARE(receiver.frames(), frames);
-    QCOMPARE(count(test), frames.size());
-    QCOMPARE(channel(test), QString("11"));
+    QTRY_COMPARE(test.receiver.frames(), frames);
+    QCOMPARE(test.counted(), frames.size());
+    QCOMPARE(test.channelSelect->currentText(), QString("11"));
     QCOMPARE(test.page(), QByteArray("pageConnected"));
-    test.click("devDisconnectButton");
 }
 
 QTEST_MAIN(LineNoiseTest)
