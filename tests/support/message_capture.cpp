@@ -25,6 +25,9 @@ bool MessageCapture::contains(const char *text) const
 
 void MessageCapture::handle(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
+    // The process is about to end, and nobody would read it here.
+    if (type == QtFatalMsg)
+        active->m_previous(type, context, text);
     active->m_messages.append({type, text, QString::fromLatin1(context.function),
                                QString::fromLatin1(context.file),
                                QString::fromLatin1(context.category)});
