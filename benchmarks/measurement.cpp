@@ -12,8 +12,8 @@ namespace {
 
 /** Seldom enough not to count among what is measured. */
 constexpr int pollIntervalMs = 50;
-/** When nothing has come for so long, nothing comes any more. */
-constexpr int patienceMs = 3000;
+/** When nothing has come for so long, nothing comes any more; valgrind's first steps are slow. */
+constexpr int patienceMs = 20000;
 
 /** Waits until the sink has everything that it will get. */
 void waitForFrames(const DatagramSink &sink, int frames)
@@ -51,6 +51,8 @@ int64_t countRun(const Subject &subject, FrameSource::Rate rate, int frames)
     source.start(frames, rate, [&sink] { return sink.received(); });
     waitForFrames(sink, frames);
     source.finish();
+    if (sink.received() < frames)
+        qFatal("%s loses frames where they are counted", qPrintable(subject.name));
     return running.stop();
 }
 

@@ -29,7 +29,9 @@ RunningSubject::RunningSubject(const Subject &subject, const QString &port, bool
         arguments.append(port);
     if (counted) {
         m_count.open();
+        // On X11 a child is sent for D-Bus, which would write its own count first.
         arguments = QStringList {QStringLiteral("--tool=callgrind"),
+                                 QStringLiteral("--child-silent-after-fork=yes"),
                                  QStringLiteral("--callgrind-out-file=/dev/null"),
                                  QStringLiteral("--log-file=") + m_count.fileName(), program}
             + arguments;

@@ -23,8 +23,11 @@ int main(int argc, char *argv[])
     DBG_Enable(DBG_GENERAL);
     if (argc == 2) {
         MainWindow::availableComPorts = {QString::fromLocal8Bit(argv[1])};
-        QMetaObject::invokeMethod(&window, "tryConnectDevices");
+        // Painted before, the page leaves the device its 300 ms, also where every step is counted.
         QMetaObject::invokeMethod(&window, "showConnectedPage");
+        QTest::qWait(0);
+        QCoreApplication::processEvents();
+        QMetaObject::invokeMethod(&window, "tryConnectDevices");
     }
     sayReady();
     return QApplication::exec();
