@@ -1,20 +1,15 @@
 #include "log_capture.h"
 #include "mainwindow.h"
 #include "mocked_machine.h"
+#include "network.h"
 #include "window_under_test.h"
 
 #include <QDesktopServices>
 #include <QLineEdit>
-#include <QProcess>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTextBrowser>
 #include <QtTest>
-
-#include <cerrno>
-#include <cstring>
-
-#include <sched.h>
 
 using Simulator::MockedMachine;
 
@@ -34,23 +29,6 @@ Commands runningInterface(const QString &name, const QStringList &addresses)
     for (const QString &address : addresses)
         commands.append(QString("address add %1 dev %2").arg(address, name));
     return commands;
-}
-
-/** Replaces the network by a new one, which has no interface but a loopback that is down. */
-void renewNetwork()
-{
-    if (unshare(CLONE_NEWNET) != 0)
-        qFatal("no further network: %s", strerror(errno));
-}
-
-void run(const Commands &commands)
-{
-    for (const QString &command : commands) {
-        QProcess ip;
-        ip.start("ip", command.split(' '));
-        if (!ip.waitForFinished() || ip.exitCode() != 0)
-            qFatal("ip %s: %s", qPrintable(command), ip.readAllStandardError().constData());
-    }
 }
 
 } // namespace
@@ -123,8 +101,8 @@ void WiresharkHelpTest::guessesTheLocalAddress()
 {
     QFETCH(QStringList, commands);
     QFETCH(QString, address);
-    renewNetwork();
-    run(commands);
+    Network::renew();
+    Network::configure(commands);
 
     const MainWindow window;
 
@@ -133,12 +111,12 @@ void WiresharkHelpTest::guessesTheLocalAddress()
 
 void WiresharkHelpTest::logsEveryInterfaceThatQualifies()
 {
-    renewNetwork();
-    run({"link set lo up"});
-    run(runningInterface("tun0", {"10.8.0.2/24"}));
-    run(runningInterface("first", {"127.0.0.2/8"}));
-    run(runningInterface("second", {"10.0.0.7/8"}));
-    run(runningInterface("third", {"10.1.0.7/8"}));
+    Network::renew();
+    Network::configure({"link set lo up"});
+    Network::configure(runningInterface("tun0", {"10.8.0.2/24"}));
+    Network::configure(runningInterface("first", {"127.0.0.2/8"}));
+    Network::configure(runningInterface("second", {"10.0.0.7/8"}));
+    Network::configure(runningInterface("third", {"10.1.0.7/8"}));
     const LogCapture log;
 
     const MainWindow window;
