@@ -1,0 +1,224 @@
+#include "flashing_tool.h"
+#include "held_probe.h"
+#include "mocked_machine.h"
+#include "screen.h"
+#include "simulated_device.h"
+#include "window_under_test.h"
+#include "zep_receiver.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QFile>
+#include <QLineEdit>
+#include <QProcess>
+#include <QTimer>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+/** The program's main(), built under another name beside the test's own. */
+int fennixMain(int argc, char *argv[]);
+
+using Simulator::MockedMachine;
+using Simulator::SimulatedDevice;
+
+namespace {
+
+/** A program's start takes its time on a busy machine. */
+constexpr int startTimeoutMs = 30000;
+
+constexpr char lockFile[] = "/run/lock/LCK..ttyUSB0";
+
+/** Starts a capture to this machine, as a user does. */
+void capture(MainWindow *window)
+{
+    static const HeldProbe probe;
+    window->findChild<QAbstractButton *>("devConnectButton")->click();
+    window->findChild<QLineEdit *>("remoteIpInput")->clear();
+    window->findChild<QAbstractButton *>("OnBtn")->click();
+}
+
+/** Starts an installation, as a user does on the page that offers it. */
+void install(MainWindow *window)
+{
+    window->findChild<QComboBox *>("usbComboBox")->addItem("Mirzel");
+    window->findChild<QAbstractButton *>("devConnectButton")->click();
+    QMetaObject::invokeMethod(window, "showFirmwareUpdatePage");
+    window->findChild<QAbstractButton *>("installFwBtn")->click();
+}
+
+using User = void (*)(MainWindow *);
+
+/** What a process of this program does as the user of the window; null in the test itself. */
+User user;
+
+User userNamed(const QByteArray &name)
+{
+    const QMap<QByteArray, User> users = {{"capture", capture}, {"install", install}};
+    return users.value(name);
+}
+
+void letTheUserIn()
+{
+    if (user)
+        QTimer::singleShot(0, qApp, [] { user(WindowUnderTest::ofTheProgram()); });
+}
+
+/** What becomes of the standard streams of a process before it starts. */
+using Streams = void (*)();
+
+void leadToAFullDisk()
+{
+    const int disk = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    dup2(disk, STDOUT_FILENO);
+    dup2(disk, STDERR_FILENO);
+}
+
+/** The program as a process of its own, in a window on a real screen. Ends with the object. */
+class Program : public QProcess
+{
+public:
+    Program(const Screen &screen, const QString &userName, Streams streams = nullptr)
+        : m_streams(streams)
+    {
+        setProcessEnvironment(screen.environment());
+        start(QCoreApplication::applicationFilePath(), {userName});
+    }
+
+    ~Program() override
+    {
+        kill();
+        waitForFinished();
+    }
+
+protected:
+    void setupChildProcess() override
+    {
+        if (m_streams)
+            m_streams();
+    }
+
+private:
+    Streams m_streams;
+};
+
+} // namespace
+
+Q_COREAPP_STARTUP_FUNCTION(letTheUserIn)
+
+Q_DECLARE_METATYPE(Streams)
+
+class ProcessFaultsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void capturesWithoutItsStandardStreams_data();
+    void capturesWithoutItsStandardStreams();
+    void endsWithTheDisplayServer();
+    void theDisplayServersEndLeavesAnInstallationAlone();
+
+private:
+    std::unique_ptr<MockedMachine> m_machine;
+    std::unique_ptr<SimulatedDevice> m_device;
+    std::unique_ptr<ZepReceiver> m_receiver;
+    std::unique_ptr<Screen> m_screen;
+};
+
+void ProcessFaultsTest::init()
+{
+    SimulatedDevice::Settings settings;
+    settings.rate = SimulatedDevice::Rate::Unthrottled;
+    settings.interval = std::chrono::milliseconds(2);
+    m_device = std::make_unique<SimulatedDevice>(settings);
+    m_machine = std::make_unique<MockedMachine>();
+    m_machine->plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", m_device->portPath());
+    m_receiver = std::make_unique<ZepReceiver>();
+    m_screen = std::make_unique<Screen>();
+}
+
+void ProcessFaultsTest::cleanup()
+{
+    m_screen.reset();
+    m_receiver.reset();
+    m_machine.reset();
+    m_device.reset();
+}
+
+void ProcessFaultsTest::capturesWithoutItsStandardStreams_data()
+{
+    QTest::addColumn<Streams>("streams");
+    QTest::newRow("a full disk behind both outputs") << Streams(leadToAFullDisk);
+}
+
+void ProcessFaultsTest::capturesWithoutItsStandardStreams()
+{
+    QFETCH(Streams, streams);
+    const Program program(*m_screen, "capture", streams);
+    QTRY_VERIFY_WITH_TIMEOUT(m_receiver->count() > 0, startTimeoutMs);
+
+    // Each restart is a line of the log, and these are more than it keeps back.
+    m_device->clearReceived();
+    const int restarts = 300;
+    m_device->send(QByteArray("[vostrel]").repeated(restarts));
+
+    const QByteArray recovery = "\nidle\n\nsniff\n";
+    QTRY_COMPARE(m_device->received(), recovery.repeated(restarts));
+    const int before = m_receiver->count();
+    QTRY_VERIFY(m_receiver->count() > before);
+    QCOMPARE(program.state(), QProcess::Running);
+}
+
+void ProcessFaultsTest::endsWithTheDisplayServer()
+{
+    Program program(*m_screen, "capture");
+    QTRY_VERIFY_WITH_TIMEOUT(m_receiver->count() > 0, startTimeoutMs);
+
+    m_screen.reset();
+
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 1);
+    const QByteArray errors = program.readAllStandardError();
+    QVERIFY2(errors.contains("The X11 connection broke"), errors.right(200));
+    // It has had no time to clear up.
+    QVERIFY(m_device->isSniffing());
+    QVERIFY(QFile::exists(lockFile));
+
+    // The next one neither minds the lock of a process that is gone nor the busy device.
+    m_receiver->clear();
+    m_screen = std::make_unique<Screen>();
+    const Program next(*m_screen, "capture");
+    QTRY_VERIFY_WITH_TIMEOUT(m_receiver->count() > 0, startTimeoutMs);
+}
+
+void ProcessFaultsTest::theDisplayServersEndLeavesAnInstallationAlone()
+{
+    FirmwareDirectory firmware;
+    FirmwareDirectory::addFile("fw.bin", QDateTime::currentDateTime());
+    const FlashingTool tool(R"(await; yes | head -c 300000; touch "$folder/ended")");
+    Program program(*m_screen, "install");
+    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, startTimeoutMs);
+
+    m_screen.reset();
+
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), 1);
+    tool.release();
+    QTRY_VERIFY(tool.hasLeft("ended"));
+}
+
+int main(int argc, char *argv[])
+{
+    user = argc == 2 ? userNamed(argv[1]) : nullptr;
+    if (user)
+        return fennixMain(1, argv);
+    const QCoreApplication application(argc, argv);
+    ProcessFaultsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_process_faults.moc"
