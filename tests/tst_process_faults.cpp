@@ -75,6 +75,36 @@ void leadToAFullDisk()
     dup2(disk, STDERR_FILENO);
 }
 
+void closeOutput()
+{
+    close(STDOUT_FILENO);
+}
+
+void closeErrors()
+{
+    close(STDERR_FILENO);
+}
+
+/** Makes @p descriptor the end of a pipe that nobody reads any more. */
+void breakPipe(int descriptor)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        _exit(EXIT_FAILURE);
+    dup2(ends[1], descriptor);
+    close(ends[0]);
+}
+
+void leaveOutputUnread()
+{
+    breakPipe(STDOUT_FILENO);
+}
+
+void leaveErrorsUnread()
+{
+    breakPipe(STDERR_FILENO);
+}
+
 /** The program as a process of its own, in a window on a real screen. Ends with the object. */
 class Program : public QProcess
 {
@@ -152,6 +182,10 @@ void ProcessFaultsTest::capturesWithoutItsStandardStreams_data()
 {
     QTest::addColumn<Streams>("streams");
     QTest::newRow("a full disk behind both outputs") << Streams(leadToAFullDisk);
+    QTest::newRow("no standard output") << Streams(closeOutput);
+    QTest::newRow("no standard error") << Streams(closeErrors);
+    QTest::newRow("nobody reads the standard output") << Streams(leaveOutputUnread);
+    QTest::newRow("nobody reads the standard error") << Streams(leaveErrorsUnread);
 }
 
 void ProcessFaultsTest::capturesWithoutItsStandardStreams()
