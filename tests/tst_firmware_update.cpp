@@ -2,8 +2,10 @@
 #include "message_capture.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
+#include "soak.h"
 #include "window_under_test.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QLabel>
 #include <QProcess>
@@ -16,11 +18,16 @@
 #include <iterator>
 #include <memory>
 
+#include <sys/resource.h>
+
 using Kind = Simulator::MockedMachine::Kind;
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
 
 namespace {
+
+/** What a gigabyte may take to be printed. */
+constexpr int talkTimeoutMs = 600000;
 
 constexpr char printFunction[] = "void MainWindow::PrintStdOutput()";
 
@@ -75,6 +82,42 @@ QList<QTimer *> runningTimers(const MainWindow &window)
     return running;
 }
 
+/** Returns the most memory that the process has held so far, in megabytes. */
+int peakMemory()
+{
+    rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<int>(usage.ru_maxrss / 1024);
+}
+
+/** Counts the characters of Qt's own messages for as long as it lives, in place of printing them.
+ */
+class CountedMessages
+{
+public:
+    CountedMessages()
+        : m_previous(qInstallMessageHandler(count))
+    {
+        characters = 0;
+    }
+    ~CountedMessages() { qInstallMessageHandler(m_previous); }
+    Q_DISABLE_COPY(CountedMessages)
+
+    qint64 size() const { return characters; }
+
+private:
+    static void count(QtMsgType /*type*/, const QMessageLogContext & /*context*/,
+                      const QString &text)
+    {
+        characters += text.size();
+    }
+
+    static qint64 characters;
+    QtMessageHandler m_previous;
+};
+
+qint64 CountedMessages::characters;
+
 QStringList printed(const MessageCapture &messages)
 {
     QStringList texts;
@@ -113,6 +156,10 @@ private slots:
     void aCrashWithoutAnExitCodeIsAnError();
     void aRunAfterAnErrorCanSucceed();
     void leavingThePageDisconnects();
+    void aToolThatHangsLeavesTheRestUsable();
+    void aDirectoryThatVanishesIsTheToolsTrouble();
+    void aTalkativeToolCostsNoMemory_data();
+    void aTalkativeToolCostsNoMemory();
     void printsTheOutputInPieces();
     void printsNothingWithoutAProcess();
     void neverReadsTheErrorOutput();
@@ -364,6 +411,10 @@ void FirmwareUpdateTest::reportsTheOutcome_data()
     QTest::newRow("exit code 255") << QByteArray("await; exit 255") << false;
     QTest::newRow("crash") << QByteArray("await; kill -SEGV $$") << false;
     QTest::newRow("killed") << QByteArray("await; kill -KILL $$") << false;
+    QTest::newRow("success after its outputs are closed")
+        << QByteArray("exec >&- 2>&-; await; exit 0") << true;
+    QTest::newRow("exit code 1 after its outputs are closed")
+        << QByteArray("exec >&- 2>&-; await; exit 1") << false;
 }
 
 void FirmwareUpdateTest::reportsTheOutcome()
@@ -424,6 +475,75 @@ void FirmwareUpdateTest::leavingThePageDisconnects()
 
     QCOMPARE(test.page(), QByteArray("pageNotConnected"));
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 1);
+}
+
+void FirmwareUpdateTest::aToolThatHangsLeavesTheRestUsable()
+{
+    const FlashingTool tool("await");
+    const FirmwareWindow test("Mirzel");
+    test.click("installFwBtn");
+    QTRY_COMPARE(tool.runs().size(), 1);
+
+    test.action("Help", "About")->trigger();
+    QCOMPARE(test.page(), QByteArray("pageAbout"));
+    test.click("backBtn_5");
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+    test.click("refreshComButton");
+
+    // Nothing but the tool's end ends the wait for it.
+    QVERIFY(test.isInstalling());
+    QCOMPARE(test.status->text(), QString(installing));
+    tool.release();
+    QTRY_COMPARE(test.status->text(), QString(done));
+    QVERIFY(test.backButton->isEnabled());
+}
+
+void FirmwareUpdateTest::aDirectoryThatVanishesIsTheToolsTrouble()
+{
+    const FlashingTool tool(R"(await; [ -f "$3" ])");
+    FirmwareWindow test("Mirzel");
+    m_firmware.reset();
+
+    test.click("installFwBtn");
+
+    QCOMPARE(test.status->text(), QString("Installing firmware  (this should take < 1 min)"));
+    QTRY_COMPARE(tool.runs().size(), 1);
+    QCOMPARE(tool.runs().constFirst().at(2), QString("/usr/share/fennix/fw/"));
+    tool.release();
+    QTRY_COMPARE(test.status->text(), QString(failed));
+    QVERIFY(test.installButton->isEnabled());
+    QVERIFY(test.backButton->isEnabled());
+
+    // The page says so when it is shown again.
+    test.call("showFirmwareUpdatePage");
+    QCOMPARE(test.status->text(), QString(noFirmware));
+    QVERIFY(!test.installButton->isEnabled());
+}
+
+void FirmwareUpdateTest::aTalkativeToolCostsNoMemory_data()
+{
+    QTest::addColumn<QByteArray>("redirection");
+    QTest::newRow("output") << QByteArray();
+    QTest::newRow("error output") << QByteArray(" >&2");
+}
+
+void FirmwareUpdateTest::aTalkativeToolCostsNoMemory()
+{
+    QFETCH(QByteArray, redirection);
+    const int megabytes = Soak::portion(1000);
+    const FlashingTool tool("yes | head -c " + QByteArray::number(megabytes) + "M" + redirection);
+    const CountedMessages messages;
+    const FirmwareWindow test("Mirzel");
+    const int before = peakMemory();
+
+    test.click("installFwBtn");
+
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), talkTimeoutMs);
+    // Of each two bytes the second one is a line feed, which the trace writes as two.
+    const qint64 printedBytes = redirection.isEmpty() ? megabytes * Q_INT64_C(1048576) / 2 * 3 : 0;
+    QVERIFY(messages.size() >= printedBytes);
+    const int growth = peakMemory() - before;
+    QVERIFY2(growth < 100, qPrintable(QString("%1 MB more").arg(growth)));
 }
 
 void FirmwareUpdateTest::printsTheOutputInPieces()
