@@ -543,7 +543,8 @@ void FirmwareUpdateTest::aTalkativeToolCostsNoMemory()
     const qint64 printedBytes = redirection.isEmpty() ? megabytes * Q_INT64_C(1048576) / 2 * 3 : 0;
     QVERIFY(messages.size() >= printedBytes);
     const int growth = peakMemory() - before;
-    QVERIFY2(growth < 100, qPrintable(QString("%1 MB more").arg(growth)));
+    // An AddressSanitizer keeps the last 256 MB that were freed.
+    QVERIFY2(growth < 400, qPrintable(QString("%1 MB more").arg(growth)));
 }
 
 void FirmwareUpdateTest::printsTheOutputInPieces()
