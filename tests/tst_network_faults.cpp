@@ -18,8 +18,8 @@ namespace {
 /** Datagrams that show a state to last. */
 constexpr int several = 5;
 
-const QByteArray refusal = "ZEP Error: Unable to send a message";
-const QByteArray noRoom = "ZEP Error: Unable to send a datagram";
+constexpr char refusal[] = "ZEP Error: Unable to send a message";
+constexpr char noRoom[] = "ZEP Error: Unable to send a datagram";
 
 SimulatedDevice::Settings fasterThanTheLine()
 {
