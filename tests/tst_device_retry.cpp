@@ -1,4 +1,5 @@
 #include "connection.h"
+#include "link_finder.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
@@ -18,25 +19,11 @@ namespace {
 
 constexpr char greeting[] = "\nidle\n\nparms\n";
 
-/** Finds the connection of the window that is built next, by the child that it gets. */
-class LinkFinder : public QObject
+/** Emits the signal that the connection keeps in reserve. */
+void askForAnotherDevice(const LinkFinder &link)
 {
-public:
-    LinkFinder() { qApp->installEventFilter(this); }
-
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::ChildAdded && qobject_cast<Connection *>(watched))
-            m_connection = static_cast<Connection *>(watched);
-        return false;
-    }
-
-    /** Emits the signal that the connection keeps in reserve. */
-    void askForAnotherDevice() const { emit m_connection->connectOtherDevice(); }
-
-private:
-    Connection *m_connection = nullptr;
-};
+    emit link.connection()->connectOtherDevice();
+}
 
 } // namespace
 
@@ -70,7 +57,7 @@ void DeviceRetryTest::retriesFromTheLastPortToTheFirst()
     const LinkFinder link;
     WindowUnderTest test;
 
-    link.askForAnotherDevice();
+    askForAnotherDevice(link);
     QCOMPARE(test.page(), QByteArray("pageConnected"));
     QTRY_COMPARE(second.received(), QByteArray(greeting));
     QCOMPARE(MainWindow::availableComPorts, std::vector<QString>({"/dev/ttyUSB0"}));
@@ -80,7 +67,7 @@ void DeviceRetryTest::retriesFromTheLastPortToTheFirst()
     test.click("devDisconnectButton");
     QCOMPARE(MainWindow::availableComPorts.size(), size_t(2));
     MainWindow::availableComPorts.pop_back();
-    link.askForAnotherDevice();
+    askForAnotherDevice(link);
     QTRY_COMPARE(first.received(), QByteArray(greeting));
     QVERIFY(MainWindow::availableComPorts.empty());
     test.click("devDisconnectButton");
@@ -94,7 +81,7 @@ void DeviceRetryTest::aRetryLeavesTheStopButtonAsItIs()
     WindowUnderTest test;
     test.find<QPushButton>("OffBtn")->setEnabled(true);
 
-    link.askForAnotherDevice();
+    askForAnotherDevice(link);
 
     QCOMPARE(test.page(), QByteArray("pageConnected"));
     QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
@@ -110,7 +97,7 @@ void DeviceRetryTest::aRetryWithoutPortsShowsAnError()
     test.click("devConnectButton");
     MainWindow::availableComPorts.clear();
 
-    link.askForAnotherDevice();
+    askForAnotherDevice(link);
 
     QCOMPARE(test.find<QLabel>("labelConnectionError")->text(),
              QString("Error: Connection not possible"));
@@ -127,7 +114,7 @@ void DeviceRetryTest::anErrorOfTheRetryStaysShown()
 {
     const LinkFinder link;
     WindowUnderTest test;
-    link.askForAnotherDevice();
+    askForAnotherDevice(link);
 
     test.click("refreshComButton");
     test.click("devConnectButton");
