@@ -12,6 +12,8 @@ namespace_packages=(iproute2)
 server_packages=(xvfb xdotool x11-xserver-utils qt5ct)
 font_packages=(fonts-cantarell fonts-dejavu-core fonts-freefont-ttf fonts-liberation fonts-open-sans
     fonts-roboto-unhinted)
+test_packages=("${build_packages[@]}" "${simulator_packages[@]}" "${capture_packages[@]}"
+    "${namespace_packages[@]}" "${font_packages[@]}" "${server_packages[@]}")
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
 manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb xauth iproute2 fontconfig
     fonts-roboto-unhinted fonts-dejavu-core wireshark xdotool imagemagick python3-cryptography)

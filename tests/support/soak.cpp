@@ -1,5 +1,9 @@
 #include "soak.h"
 
+#include <QString>
+
+#include <cstdio>
+
 namespace {
 
 /** Set by scripts/soak: one FENNIX_SOAK_SHARE th of the whole is run. */
@@ -24,4 +28,16 @@ int Soak::portion(int whole, int least)
 quint32 Soak::seed()
 {
     return static_cast<quint32>(valueOf(seedVariable, 1));
+}
+
+void Soak::showProgress(int done, int all)
+{
+    std::printf("progress: %d\n", 100 * done / all);
+    std::fflush(stdout);
+}
+
+void Soak::printFigures(const QString &figures)
+{
+    std::printf("figures: %s\n", qPrintable(figures));
+    std::fflush(stdout);
 }

@@ -1,0 +1,179 @@
+#include "connection.h"
+#include "flood.h"
+#include "footprint.h"
+#include "link_finder.h"
+#include "mocked_machine.h"
+#include "traffic.h"
+#include "window_under_test.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTimer>
+#include <QtTest>
+
+using Simulator::MockedMachine;
+
+namespace {
+
+/** A day of 38400 baud at ten bits a byte, in records of the mean size. */
+constexpr int bytesOfADay = 24 * 60 * 60 * 3840;
+constexpr int bytesAroundAFrame = 11;
+constexpr int meanFrame = (SeededFrames::smallestFrame + Simulator::Traffic::largestFrame) / 2;
+constexpr int framesOfADay = bytesOfADay / (bytesAroundAFrame + meanFrame);
+
+constexpr int parts = 10;
+
+constexpr int longestStallMs = 30000;
+
+/** What the heap may keep more at one look than at another. */
+constexpr int slackKilobytes = 512;
+
+/** Builds the trace of each frame, as in real life, but writes it nowhere. */
+class TraceToNowhere
+{
+public:
+    TraceToNowhere()
+        : m_previous(qInstallMessageHandler(drop))
+    { }
+    ~TraceToNowhere() { qInstallMessageHandler(m_previous); }
+    Q_DISABLE_COPY(TraceToNowhere)
+
+private:
+    static void drop(QtMsgType, const QMessageLogContext &, const QString &) { }
+
+    QtMessageHandler m_previous;
+};
+
+} // namespace
+
+class VolumeTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void nothingIsLostOrKept();
+
+private:
+    struct Holdings
+    {
+        int kilobytes;
+        int descriptors;
+        int objects;
+    };
+
+    void startCapture(const QString &address) const;
+    bool forward(int frames);
+    void refuseSome();
+    Holdings holdings() const;
+    void printFigures(const Holdings &first, const Holdings &last) const;
+
+    MockedMachine m_machine;
+    QSemaphore m_room {farthestAhead};
+    FloodingDevice m_device {&m_room};
+    FloodedAnalyser m_analyser {&m_room};
+    LinkFinder m_link;
+    std::unique_ptr<WindowUnderTest> m_test;
+    QElapsedTimer m_clock;
+};
+
+void VolumeTest::nothingIsLostOrKept()
+{
+    m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", m_device.portPath());
+    m_test = std::make_unique<WindowUnderTest>();
+    m_test->click("devConnectButton");
+    m_device.reportChannel();
+    startCapture(QString());
+    const TraceToNowhere trace;
+    m_clock.start();
+
+    Holdings first {};
+    for (int part = 0; part < parts; ++part) {
+        QVERIFY(forward(Soak::portion(framesOfADay) / parts));
+        if (part == 0)
+            first = holdings();
+        if (part == parts / 2)
+            refuseSome();
+        Soak::showProgress(part + 1, parts);
+    }
+
+    const Holdings last = holdings();
+    QCOMPARE(m_analyser.received() + m_analyser.missing(), m_device.framesSent());
+    QCOMPARE(m_analyser.missing(), quint32(farthestAhead));
+    QCOMPARE(m_test->find<QLabel>("label_packetCount")->text(),
+             QString::number(m_analyser.received()));
+    QVERIFY2(last.kilobytes <= first.kilobytes + slackKilobytes,
+             qPrintable(QString("%1 kB, then %2").arg(first.kilobytes).arg(last.kilobytes)));
+    QCOMPARE(last.descriptors, first.descriptors);
+    QCOMPARE(last.objects, first.objects);
+    printFigures(first, last);
+}
+
+/** Presses Stop and Start with another destination; none is this machine. */
+void VolumeTest::startCapture(const QString &address) const
+{
+    m_test->click("OffBtn");
+    m_test->find<QLineEdit>("remoteIpInput")->setText(address);
+    m_test->click("OnBtn");
+}
+
+/** Returns whether as many frames have arrived as were sent. */
+bool VolumeTest::forward(int frames)
+{
+    // Qt Test's own waiting would sleep whenever the line is empty for a moment.
+    QEventLoop loop;
+    QTimer look;
+    QTimer stall;
+    quint32 seen = m_analyser.received();
+    const quint32 end = seen + static_cast<quint32>(frames);
+    connect(&stall, &QTimer::timeout, &loop, [&] { loop.exit(1); });
+    connect(&look, &QTimer::timeout, &loop, [&] {
+        if (m_analyser.received() == end)
+            loop.quit();
+        if (m_analyser.received() != seen)
+            stall.start(longestStallMs);
+        seen = m_analyser.received();
+    });
+    look.start(5);
+    stall.start(longestStallMs);
+    m_device.start(frames);
+    return loop.exec() == 0;
+}
+
+/** Sends for a while to where there is no way to: the log counts what the sequence misses. */
+void VolumeTest::refuseSome()
+{
+    startCapture("203.0.113.1");
+    m_device.start(farthestAhead);
+    QTRY_COMPARE(m_test->log.text().count("ZEP Error: "), farthestAhead);
+    m_room.release(farthestAhead);
+    startCapture(QString());
+}
+
+VolumeTest::Holdings VolumeTest::holdings() const
+{
+    return {Footprint::residentKilobytes(), Footprint::openDescriptors(),
+            Footprint::objectsBelow(m_test->window)
+                + Footprint::objectsBelow(*m_link.connection())};
+}
+
+void VolumeTest::printFigures(const Holdings &first, const Holdings &last) const
+{
+    Soak::printFigures(
+        QString(
+            "%1 bytes, %2 frames in %3 s, %4 refused, 0 lost; %5 kB after a tenth, %6 kB at the "
+            "end; %7 descriptors, %8 objects")
+            .arg(m_device.bytesSent())
+            .arg(m_device.framesSent())
+            .arg(m_clock.elapsed() / 1000)
+            .arg(m_analyser.missing())
+            .arg(first.kilobytes)
+            .arg(last.kilobytes)
+            .arg(last.descriptors)
+            .arg(last.objects));
+}
+
+QTEST_MAIN(VolumeTest)
+
+#include "tst_volume.moc"
