@@ -1,13 +1,12 @@
 # Shared by the scripts; sourced after common.sh, never run. Rows of the soak that are tests,
 # run in whole and for as long as they take.
 
-# soak_tests ROW TARGET...: builds the targets and runs the tests that name the row
+# soak_tests ROW: builds and runs the tests that name the row
 soak_tests()
 {
     local row=$1 log=$output/$1.log
-    shift
     need_packages "${test_packages[@]}"
-    build_preset release "$@"
+    build_preset release "soak_$row"
     say "Testing in whole: $row"
     # With CI set, a test that cannot run fails.
     CI=true FENNIX_SOAK_SHARE=$share FENNIX_SOAK_SEED=$seed ctest --preset release \
