@@ -5,7 +5,7 @@
 soak_tests()
 {
     local row=$1 log=$output/$1.log
-    need_packages "${test_packages[@]}"
+    need_packages "${test_packages[@]}" "${watch_packages[@]}"
     build_preset release "soak_$row"
     say "Testing in whole: $row"
     # With CI set, a test that cannot run fails.

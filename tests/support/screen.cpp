@@ -2,6 +2,15 @@
 
 #include <QtGlobal>
 
+namespace {
+
+QStringList search(const QString &title)
+{
+    return {"search", "--onlyvisible", "--name", '^' + title + '$'};
+}
+
+} // namespace
+
 Screen::Screen()
 {
     // Without -noreset it forgets the resolution as soon as its last client has gone.
@@ -39,7 +48,20 @@ void Screen::setResolution(int dotsPerInch) const
 
 bool Screen::shows(const QString &title) const
 {
-    return run("xdotool", {"search", "--onlyvisible", "--name", '^' + title + '$'});
+    return run("xdotool", search(title));
+}
+
+bool Screen::click(const QString &title, const QPoint &place) const
+{
+    return run("xdotool",
+               search(title)
+                   + QStringList {"mousemove", "--window", "%1", QString::number(place.x()),
+                                  QString::number(place.y()), "click", "1"});
+}
+
+bool Screen::press(const QString &keys) const
+{
+    return run("xdotool", {"key", keys});
 }
 
 bool Screen::run(const QString &program, const QStringList &arguments,

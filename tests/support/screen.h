@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPoint>
 #include <QProcess>
 #include <QString>
 
@@ -23,6 +24,12 @@ public:
 
     /** Returns whether a window of that title can be seen. */
     bool shows(const QString &title) const;
+
+    /** Clicks at a place in the window of that title; returns false when there is none. */
+    bool click(const QString &title, const QPoint &place) const;
+
+    /** Presses keys such as "ctrl+q" where the keyboard's input goes. */
+    bool press(const QString &keys) const;
 
 private:
     bool run(const QString &program, const QStringList &arguments,
