@@ -1,3 +1,4 @@
+#include "capture_file.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
 #include "tshark_capture.h"
@@ -5,7 +6,6 @@
 #include "zep_receiver.h"
 
 #include <QComboBox>
-#include <QDataStream>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -36,22 +36,6 @@ QVector<QByteArray> framesOfEveryLength()
         frames.append(Simulator::withFrameCheckSequence(frame));
     }
     return frames;
-}
-
-/** Writes @p frames as a capture file of IEEE 802.15.4 frames with check sequences. */
-void writeCapture(const QString &path, const QVector<QByteArray> &frames)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        qFatal("cannot write %s", qPrintable(path));
-    QDataStream stream(&file);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    stream << 0xA1B2C3D4U << quint16(2) << quint16(4) << 0 << 0U << 65535U << 195U;
-    for (const QByteArray &frame : frames) {
-        const auto size = static_cast<quint32>(frame.size());
-        stream << 0U << 0U << size << size;
-        stream.writeRawData(frame.constData(), frame.size());
-    }
 }
 
 } // namespace

@@ -11,15 +11,15 @@ constexpr char probe[] = "is anybody there?";
 
 constexpr int startTimeoutMs = 60000;
 
-enum Field { Payload, Protocols, Channel, SequenceNumber, Malformed, FieldCount };
+enum Field { Payload, Protocols, Channel, SequenceNumber, Malformed, Source, FieldCount };
 
-QStringList arguments()
+QStringList arguments(const QString &networkInterface)
 {
     return {
         "-l",
         "-n",
         "-i",
-        "lo",
+        networkInterface,
         "-f",
         QString("udp dst port %1").arg(ZepReceiver::zepPort),
         // A real check sequence shows as bad; its frame is to be dissected all the same.
@@ -37,6 +37,8 @@ QStringList arguments()
         "zep.seqno",
         "-e",
         "_ws.malformed",
+        "-e",
+        "ip.src",
         // Of the outermost layer only: a radio frame may hold a datagram in turn.
         "-E",
         "occurrence=f",
@@ -45,7 +47,9 @@ QStringList arguments()
 
 } // namespace
 
-TsharkCapture::TsharkCapture()
+TsharkCapture::TsharkCapture(const QString &networkInterface, const QString &reachable)
+    : m_interface(networkInterface)
+    , m_reachable(reachable)
 {
     // tshark belongs to the real machine, not to the mocked one.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -64,10 +68,10 @@ TsharkCapture::~TsharkCapture()
 
 bool TsharkCapture::start(QString *error)
 {
-    m_tshark.start("tshark", arguments());
+    m_tshark.start("tshark", arguments(m_interface));
     QUdpSocket socket;
     const auto isReady = [&] {
-        socket.writeDatagram(probe, QHostAddress(QHostAddress::LocalHost), ZepReceiver::zepPort);
+        socket.writeDatagram(probe, m_reachable, ZepReceiver::zepPort);
         readLines();
         return m_ready || m_tshark.state() == QProcess::NotRunning;
     };
@@ -99,6 +103,6 @@ void TsharkCapture::readLines()
         }
         m_packets.append({payload, QString::fromLatin1(fields.at(Protocols)),
                           fields.at(Channel).toInt(), fields.at(SequenceNumber).toUInt(),
-                          !fields.at(Malformed).isEmpty()});
+                          !fields.at(Malformed).isEmpty(), QString::fromLatin1(fields.at(Source))});
     }
 }

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <QHostAddress>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QVector>
 
 /**
- * Wireshark's terminal program, capturing the datagrams of the forwarder on the
- * loopback interface for as long as it lives.
+ * Wireshark's terminal program, capturing the datagrams of the forwarder on a network
+ * interface for as long as it lives.
  */
 class TsharkCapture
 {
@@ -19,9 +20,12 @@ public:
         int channel; ///< Of the ZEP header; 0 in an acknowledgement.
         quint32 sequenceNumber; ///< Of the ZEP header.
         bool malformed; ///< tshark could not make sense of some part of it.
+        QString source; ///< Address of the machine that sent it.
     };
 
-    TsharkCapture();
+    /** @p reachable is an address that is reached through the interface. */
+    explicit TsharkCapture(const QString &networkInterface = QStringLiteral("lo"),
+                           const QString &reachable = QStringLiteral("127.0.0.1"));
     ~TsharkCapture();
     Q_DISABLE_COPY(TsharkCapture)
 
@@ -37,6 +41,8 @@ public:
 private:
     void readLines();
 
+    const QString m_interface;
+    const QHostAddress m_reachable;
     QTemporaryDir m_preferences;
     QProcess m_tshark;
     QVector<Packet> m_packets;
