@@ -14,7 +14,7 @@ font_packages=(fonts-cantarell fonts-dejavu-core fonts-freefont-ttf fonts-libera
     fonts-roboto-unhinted)
 test_packages=("${build_packages[@]}" "${simulator_packages[@]}" "${capture_packages[@]}"
     "${namespace_packages[@]}" "${font_packages[@]}" "${server_packages[@]}")
-watch_packages=(strace)
+watch_packages=(strace valgrind)
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
 manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb xauth iproute2 fontconfig
     fonts-roboto-unhinted fonts-dejavu-core wireshark xdotool imagemagick python3-cryptography)

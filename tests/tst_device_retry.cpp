@@ -1,5 +1,4 @@
 #include "connection.h"
-#include "link_finder.h"
 #include "mocked_machine.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
@@ -20,9 +19,9 @@ namespace {
 constexpr char greeting[] = "\nidle\n\nparms\n";
 
 /** Emits the signal that the connection keeps in reserve. */
-void askForAnotherDevice(const LinkFinder &link)
+void askForAnotherDevice(const WindowUnderTest &test)
 {
-    emit link.connection()->connectOtherDevice();
+    emit test.link.connection()->connectOtherDevice();
 }
 
 } // namespace
@@ -54,10 +53,9 @@ void DeviceRetryTest::retriesFromTheLastPortToTheFirst()
     const SimulatedDevice second({});
     m_machine.plugIn(Kind::Mirzel, "ttyUSB0", first.portPath());
     m_machine.plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
-    const LinkFinder link;
     WindowUnderTest test;
 
-    askForAnotherDevice(link);
+    askForAnotherDevice(test);
     QCOMPARE(test.page(), QByteArray("pageConnected"));
     QTRY_COMPARE(second.received(), QByteArray(greeting));
     QCOMPARE(MainWindow::availableComPorts, std::vector<QString>({"/dev/ttyUSB0"}));
@@ -67,7 +65,7 @@ void DeviceRetryTest::retriesFromTheLastPortToTheFirst()
     test.click("devDisconnectButton");
     QCOMPARE(MainWindow::availableComPorts.size(), size_t(2));
     MainWindow::availableComPorts.pop_back();
-    askForAnotherDevice(link);
+    askForAnotherDevice(test);
     QTRY_COMPARE(first.received(), QByteArray(greeting));
     QVERIFY(MainWindow::availableComPorts.empty());
     test.click("devDisconnectButton");
@@ -77,11 +75,10 @@ void DeviceRetryTest::aRetryLeavesTheStopButtonAsItIs()
 {
     const SimulatedDevice device({});
     m_machine.plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
-    const LinkFinder link;
     WindowUnderTest test;
     test.find<QPushButton>("OffBtn")->setEnabled(true);
 
-    askForAnotherDevice(link);
+    askForAnotherDevice(test);
 
     QCOMPARE(test.page(), QByteArray("pageConnected"));
     QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
@@ -92,12 +89,11 @@ void DeviceRetryTest::aRetryWithoutPortsShowsAnError()
 {
     const SimulatedDevice device({});
     m_machine.plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
-    const LinkFinder link;
     WindowUnderTest test;
     test.click("devConnectButton");
     MainWindow::availableComPorts.clear();
 
-    askForAnotherDevice(link);
+    askForAnotherDevice(test);
 
     QCOMPARE(test.find<QLabel>("labelConnectionError")->text(),
              QString("Error: Connection not possible"));
@@ -112,9 +108,8 @@ void DeviceRetryTest::aRetryWithoutPortsShowsAnError()
 
 void DeviceRetryTest::anErrorOfTheRetryStaysShown()
 {
-    const LinkFinder link;
     WindowUnderTest test;
-    askForAnotherDevice(link);
+    askForAnotherDevice(test);
 
     test.click("refreshComButton");
     test.click("devConnectButton");

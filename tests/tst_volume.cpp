@@ -1,7 +1,6 @@
 #include "connection.h"
 #include "flood.h"
 #include "footprint.h"
-#include "link_finder.h"
 #include "mocked_machine.h"
 #include "traffic.h"
 #include "window_under_test.h"
@@ -73,7 +72,6 @@ private:
     QSemaphore m_room {farthestAhead};
     FloodingDevice m_device {&m_room};
     FloodedAnalyser m_analyser {&m_room};
-    LinkFinder m_link;
     std::unique_ptr<WindowUnderTest> m_test;
     QElapsedTimer m_clock;
 };
@@ -155,7 +153,7 @@ VolumeTest::Holdings VolumeTest::holdings() const
 {
     return {Footprint::residentKilobytes(), Footprint::openDescriptors(),
             Footprint::objectsBelow(m_test->window)
-                + Footprint::objectsBelow(*m_link.connection())};
+                + Footprint::objectsBelow(*m_test->link.connection())};
 }
 
 void VolumeTest::printFigures(const Holdings &first, const Holdings &last) const

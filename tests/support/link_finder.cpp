@@ -12,7 +12,9 @@ LinkFinder::LinkFinder()
 
 bool LinkFinder::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::ChildAdded && qobject_cast<Connection *>(watched))
+    if (event->type() == QEvent::ChildAdded && qobject_cast<Connection *>(watched)) {
         m_connection = static_cast<Connection *>(watched);
+        qApp->removeEventFilter(this);
+    }
     return false;
 }

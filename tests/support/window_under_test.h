@@ -1,6 +1,7 @@
 #pragma once
 
 #include "held_probe.h"
+#include "link_finder.h"
 #include "log_capture.h"
 #include "mainwindow.h"
 #include "simulated_device.h"
@@ -55,6 +56,8 @@ public:
     void call(const char *slot);
 
     HeldProbe probe;
+    /** Has found the window's connection. */
+    LinkFinder link;
     MainWindow window;
     /** What the window has logged since it was built: main() switches the log on then, too. */
     LogCapture log;
