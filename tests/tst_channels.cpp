@@ -21,6 +21,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 /** The program's main(), built under another name beside the test's own. */
 int fennixMain(int argc, char *argv[]);
@@ -111,7 +112,7 @@ namespace {
 class Station
 {
 public:
-    Station(int channel, const QString &signal);
+    Station(int channel, QString signal);
     ~Station();
     Q_DISABLE_COPY(Station)
 
@@ -133,9 +134,9 @@ private:
     QByteArray m_output;
 };
 
-Station::Station(int channel, const QString &signal)
+Station::Station(int channel, QString signal)
     : m_channel(channel)
-    , m_signal(signal)
+    , m_signal(std::move(signal))
 { }
 
 Station::~Station()

@@ -27,32 +27,32 @@ const QLatin1String tracedCalls("%file,%network,%process,io_uring_setup");
 
 /** What changes nothing on the machine and opens no way in, however often it happens. */
 constexpr const char *harmlessCalls[] = {
-    "(access|faccessat2?|[fl]?stat|newfstatat|statx|readlink(at)?|statfs|getcwd)\\(.*",
-    "open(at)?\\(((AT_FDCWD|\\d+), )?\"[^\"]*\", O_RDONLY(?!.*O_TRUNC)[^,]*",
-    "(arch_prctl|clone3?|v?fork|wait4|waitid|exit|exit_group)\\(.*",
-    "(getsockname|getpeername|[gs]etsockopt|shutdown)\\(.*",
+    R"((access|faccessat2?|[fl]?stat|newfstatat|statx|readlink(at)?|statfs|getcwd)\(.*)",
+    R"(open(at)?\(((AT_FDCWD|\d+), )?"[^"]*", O_RDONLY(?!.*O_TRUNC)[^,]*)",
+    R"((arch_prctl|clone3?|v?fork|wait4|waitid|exit|exit_group)\(.*)",
+    R"((getsockname|getpeername|[gs]etsockopt|shutdown)\(.*)",
     // The X server, the session's bus, the cache of users' names; the simulator's own line.
-    "(socket\\(AF_UNIX|connect\\(\\d+, \\{sa_family=AF_UNIX), .*",
+    R"((socket\(AF_UNIX|connect\(\d+, \{sa_family=AF_UNIX), .*)",
     // The network's interfaces, for the address that the window proposes.
-    "socket\\(AF_NETLINK, .*, NETLINK_ROUTE\\).*",
-    "(sendto|sendmsg|recvfrom|recvmsg)\\((?!.*sa_family=AF_INET).*",
+    R"(socket\(AF_NETLINK, .*, NETLINK_ROUTE\).*)",
+    R"((sendto|sendmsg|recvfrom|recvmsg)\((?!.*sa_family=AF_INET).*)",
 };
 
 /** What the program does to the machine and the network. */
 constexpr const char *expectedCalls[] = {
     // The port, and the lock that tells other programs that it is taken.
-    "openat\\(AT_FDCWD, \"/[^\"]*/dev/ttyUSB0\", O_RDWR\\|O_NOCTTY\\|O_NONBLOCK\\|O_CLOEXEC\\).*",
-    "openat\\(AT_FDCWD, \"/var/lock/LCK..ttyUSB0\", O_RDWR\\|O_CREAT\\|O_EXCL\\|O_CLOEXEC, .*",
-    "unlink\\(\"/var/lock/LCK..ttyUSB0\"\\).*",
+    R"(openat\(AT_FDCWD, "/[^"]*/dev/ttyUSB0", O_RDWR\|O_NOCTTY\|O_NONBLOCK\|O_CLOEXEC\).*)",
+    R"(openat\(AT_FDCWD, "/var/lock/LCK..ttyUSB0", O_RDWR\|O_CREAT\|O_EXCL\|O_CLOEXEC, .*)",
+    R"(unlink\("/var/lock/LCK..ttyUSB0"\).*)",
     // The socket of the datagrams: the system picks a port for it to send from.
-    "socket\\(AF_INET6?, SOCK_DGRAM\\|SOCK_CLOEXEC\\|SOCK_NONBLOCK, IPPROTO_IP\\).*",
-    "bind\\(\\d+, \\{sa_family=AF_INET6?, sin6?_port=htons\\(0\\).*",
-    "send(to|msg)\\(.*sin6?_port=htons\\(17754\\).*",
+    R"(socket\(AF_INET6?, SOCK_DGRAM\|SOCK_CLOEXEC\|SOCK_NONBLOCK, IPPROTO_IP\).*)",
+    R"(bind\(\d+, \{sa_family=AF_INET6?, sin6?_port=htons\(0\).*)",
+    R"(send(to|msg)\(.*sin6?_port=htons\(17754\).*)",
     // The session's folder, which is there.
-    "mkdir\\(\"[^\"]*\", 0700\\) = -1 EEXIST .*",
+    R"(mkdir\("[^"]*", 0700\) = -1 EEXIST .*)",
     // The program itself, and what the user has installed the firmware with.
-    "execve\\(\"" PROGRAM_PATH "\", .*",
-    "execve\\(\"[^\"]*/sudo\", \\[\"[^\"]*sudo\", \"/usr/bin/Ostraflash_sniffer\", .*",
+    R"(execve\("[^"]*/fennix", .*)",
+    R"(execve\("[^"]*/sudo", \["[^"]*sudo", "/usr/bin/Ostraflash_sniffer", .*)",
 };
 
 QRegularExpression anyOf(const QStringList &patterns)

@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+#include <utility>
+
 namespace {
 
 /** Sent until tshark shows it, since a capture takes a moment to begin. */
@@ -47,8 +49,8 @@ QStringList arguments(const QString &networkInterface)
 
 } // namespace
 
-TsharkCapture::TsharkCapture(const QString &networkInterface, const QString &reachable)
-    : m_interface(networkInterface)
+TsharkCapture::TsharkCapture(QString networkInterface, const QString &reachable)
+    : m_interface(std::move(networkInterface))
     , m_reachable(reachable)
 {
     // tshark belongs to the real machine, not to the mocked one.

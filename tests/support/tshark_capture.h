@@ -24,7 +24,7 @@ public:
     };
 
     /** @p reachable is an address that is reached through the interface. */
-    explicit TsharkCapture(const QString &networkInterface = QStringLiteral("lo"),
+    explicit TsharkCapture(QString networkInterface = QStringLiteral("lo"),
                            const QString &reachable = QStringLiteral("127.0.0.1"));
     ~TsharkCapture();
     Q_DISABLE_COPY(TsharkCapture)
