@@ -1,11 +1,13 @@
 #include "appearance.h"
 #include "debug_log.h"
 #include "mainwindow.h"
+#include "standard_streams.h"
 
 #include <QApplication>
 
 int main(int argc, char *argv[])
 {
+    StandardStreams::secure();
     Appearance::scaleWithTheScreen();
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.tarvos.fennix"));
