@@ -82,6 +82,8 @@ void MainWindow::startFwUpdate()
 {
     if (!flasherProcess)
         flasherProcess = new FlashingProcess(this);
+    // Nobody reads it, and QProcess would keep all of it.
+    flasherProcess->setStandardErrorFile(QProcess::nullDevice());
     connect(flasherProcess, SIGNAL(finished(int, QProcess::ExitStatus)), this,
             SLOT(firmwareUpdateFinished(int, QProcess::ExitStatus)));
     connect(flasherProcess, SIGNAL(readyReadStandardOutput()), this, SLOT(PrintStdOutput()));
