@@ -25,7 +25,7 @@ using Rate = FrameSource::Rate;
 
 constexpr int defaultRounds = 5;
 constexpr int lineFrames = 400;
-constexpr int unthrottledFrames = 50000;
+constexpr int unthrottledFrames = 200000;
 constexpr int countedLineFrames = 500;
 constexpr int countedUnthrottledFrames = 10000;
 constexpr int shortRun = 10000;

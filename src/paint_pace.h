@@ -6,7 +6,7 @@ class QLabel;
 class QTimer;
 
 /**
- * Paints a label that changes often at a pace that the eye can follow.
+ * Paints a number that changes often at a pace at which it can be read.
  *
  * The label has each text at once, so that whoever asks it or paints its window gets the latest;
  * it only asks less often to be painted. A text after a pause is painted at once.
@@ -17,7 +17,7 @@ class PaintPace : public QObject
 
 public:
     /** A text asks to be painted so many milliseconds after the last that did, at the soonest. */
-    static constexpr int paceMs = 100;
+    static constexpr int paceMs = 250;
 
     /** Governs @p governed and lives as long as that. */
     explicit PaintPace(QLabel *governed);
