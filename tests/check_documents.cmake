@@ -3,7 +3,8 @@
 # cmake -D PROJECT=... -P check_documents.cmake
 
 set(missing "")
-foreach(document IN ITEMS README.md CONTRIBUTING.md docs/architecture.md)
+foreach(document IN ITEMS README.md CONTRIBUTING.md docs/architecture.md
+        docs/performance.md docs/reliability.md)
   file(READ "${PROJECT}/${document}" text)
   string(REGEX MATCHALL "[`(](src|forms|resources|tools|tests|benchmarks|docs|scripts)/[^`) ]*"
          paths "${text}")
