@@ -1,4 +1,5 @@
 #include "mocked_machine.h"
+#include "set_clock.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
@@ -7,34 +8,6 @@
 #include <QLineEdit>
 #include <QtEndian>
 #include <QtTest>
-
-#include <sys/time.h>
-
-// The linker leads the program's readings of the clock here.
-extern "C" time_t __wrap_time(time_t *now);
-extern "C" int __wrap_gettimeofday(timeval *now, void *zone);
-
-// What they are called on a 32-bit system whose time_t has 64 bits.
-extern "C" [[gnu::alias("__wrap_time")]] time_t __wrap___time64(time_t *now);
-extern "C" [[gnu::alias("__wrap_gettimeofday")]] int __wrap___gettimeofday64(timeval *now,
-                                                                             void *zone);
-
-namespace {
-time_t currentTime;
-} // namespace
-
-time_t __wrap_time(time_t *now)
-{
-    if (now)
-        *now = currentTime;
-    return currentTime;
-}
-
-int __wrap_gettimeofday(timeval *now, void *)
-{
-    *now = {currentTime, 0};
-    return 0;
-}
 
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
@@ -80,7 +53,8 @@ void ClockFaultsTest::theClockMayBeSetDuringACapture()
     const QVector<time_t> times = {noon, noon - hour, noon + hour, 0, noon + 10 * hour, noon};
     QByteArray stamps;
     for (const time_t time : times) {
-        currentTime = time;
+        SetClock::seconds = time;
+        SetClock::precise = {time, 0};
         device.send(SimulatedDevice::frameRecord("a radio frame") + "[vostrel]");
         stamps += QDateTime::fromSecsSinceEpoch(time, Qt::UTC).toString("hh:mm:ss").toLatin1()
             + ":000 [warning] watchdog\n";

@@ -1,39 +1,21 @@
 #include "debug_log.h"
 #include "log_capture.h"
+#include "set_clock.h"
 
 #include <QtTest>
 
-#include <sys/time.h>
-
 #include <ctime>
 
-// The linker leads the program's readings of the clock here.
-extern "C" time_t __wrap_time(time_t *out);
-extern "C" int __wrap_gettimeofday(timeval *now, void *zone);
-
-// What they are called on a 32-bit system whose time_t has 64 bits.
-extern "C" [[gnu::alias("__wrap_time")]] time_t __wrap___time64(time_t *out);
-extern "C" [[gnu::alias("__wrap_gettimeofday")]] int __wrap___gettimeofday64(timeval *now,
-                                                                             void *zone);
-
 namespace {
-time_t clockSeconds;
-suseconds_t clockMicroseconds;
-} // namespace
 
-time_t __wrap_time(time_t *out)
+void setClock(time_t seconds, suseconds_t microseconds)
 {
-    if (out)
-        *out = clockSeconds;
-    return clockSeconds;
-}
-
-int __wrap_gettimeofday(timeval *now, void *)
-{
+    SetClock::seconds = seconds;
     // Later than the first reading, as at the end of a second.
-    *now = {clockSeconds + 1, clockMicroseconds};
-    return 0;
+    SetClock::precise = {seconds + 1, microseconds};
 }
+
+} // namespace
 
 class DebugLogTest : public QObject
 {
@@ -70,8 +52,7 @@ void DebugLogTest::initTestCase()
 
 void DebugLogTest::init()
 {
-    clockSeconds = 0;
-    clockMicroseconds = 0;
+    setClock(0, 0);
 }
 
 void DebugLogTest::writesNothingBeforeItIsInitialised()
@@ -154,8 +135,7 @@ void DebugLogTest::stampIsLocalTimeWithMilliseconds()
     QFETCH(int, secondOfDay);
     QFETCH(int, microseconds);
     QFETCH(QByteArray, stamp);
-    clockSeconds = secondOfDay;
-    clockMicroseconds = microseconds;
+    setClock(secondOfDay, microseconds);
     const LogCapture log;
 
     DBG_Printf(DBG_GENERAL, "message\n");

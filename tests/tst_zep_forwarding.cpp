@@ -1,29 +1,12 @@
 #include "device_link.h"
 #include "message_capture.h"
+#include "set_clock.h"
 #include "zep_receiver.h"
 
 #include <QtTest>
 
 #include <sys/resource.h>
-#include <sys/time.h>
 #include <unistd.h>
-
-// The linker leads the program's readings of the clock here.
-extern "C" int __wrap_gettimeofday(timeval *now, void *zone);
-
-// What it is called on a 32-bit system whose time_t has 64 bits.
-extern "C" [[gnu::alias("__wrap_gettimeofday")]] int __wrap___gettimeofday64(timeval *now,
-                                                                             void *zone);
-
-namespace {
-timeval currentTime;
-} // namespace
-
-int __wrap_gettimeofday(timeval *now, void *)
-{
-    *now = currentTime;
-    return 0;
-}
 
 namespace {
 
@@ -76,7 +59,7 @@ private:
 
 void ZepForwardingTest::init()
 {
-    currentTime = {1000000000, 500000};
+    SetClock::precise = {1000000000, 500000};
 }
 
 /** Returns the datagram that a connection makes of @p record. */
@@ -165,7 +148,7 @@ void ZepForwardingTest::countsSecondsFrom1900()
 {
     QFETCH(qint64, seconds);
     QFETCH(QByteArray, field);
-    currentTime.tv_sec = static_cast<time_t>(seconds);
+    SetClock::precise.tv_sec = static_cast<time_t>(seconds);
 
     QCOMPARE(forward(QByteArray(20, 'x')).mid(9, 4).toHex(), field);
 }
@@ -185,7 +168,7 @@ void ZepForwardingTest::fractionIsOfMicrosecondsPlusOne()
 {
     QFETCH(int, microseconds);
     QFETCH(QByteArray, field);
-    currentTime.tv_usec = microseconds;
+    SetClock::precise.tv_usec = microseconds;
 
     QCOMPARE(forward(QByteArray(20, 'x')).mid(13, 4).toHex(), field);
 }
