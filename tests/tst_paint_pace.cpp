@@ -82,7 +82,8 @@ void PaintPaceTest::changesInARowArePaintedTogether()
     for (int i = 1; i <= 1000; ++i)
         paced.change(i);
 
-    QVERIFY(paced.counter.paints <= 1 + time.elapsed() / PaintPace::paceMs);
+    // One more, since a timer may be a little early.
+    QVERIFY(paced.counter.paints <= 2 + time.elapsed() / PaintPace::paceMs);
 }
 
 void PaintPaceTest::theTextIsAlwaysTheLatest()
