@@ -1,23 +1,21 @@
 #include "paint_pace.h"
 
 #include <QLabel>
-#include <QTimer>
 
 PaintPace::PaintPace(QLabel *governed)
     : QObject(governed)
     , label(governed)
-    , timer(new QTimer(this))
 {
-    timer->setSingleShot(true);
-    timer->setInterval(paceMs);
-    connect(timer, &QTimer::timeout, this, &PaintPace::catchUp);
+    timer.setSingleShot(true);
+    timer.setInterval(paceMs);
+    connect(&timer, &QTimer::timeout, this, &PaintPace::catchUp);
 }
 
 void PaintPace::setText(const QString &text)
 {
-    if (!timer->isActive()) {
+    if (!timer.isActive()) {
         label->setText(text);
-        timer->start();
+        timer.start();
         return;
     }
     // The attribute itself: setUpdatesEnabled() would ask for a painting when it allows it again,
@@ -34,5 +32,5 @@ void PaintPace::catchUp()
         return;
     isBehind = false;
     label->update();
-    timer->start();
+    timer.start();
 }

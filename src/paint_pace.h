@@ -1,9 +1,9 @@
 #pragma once
 
 #include <QObject>
+#include <QTimer>
 
 class QLabel;
-class QTimer;
 
 /**
  * Paints a number that changes often at a pace at which it can be read.
@@ -30,6 +30,6 @@ private slots:
 
 private:
     QLabel *label;
-    QTimer *timer;
+    QTimer timer;
     bool isBehind = false;
 };
