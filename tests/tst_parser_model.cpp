@@ -68,7 +68,7 @@ private:
 
     QByteArray step()
     {
-        static const QByteArray steps = "||||||ooocxpur01234567\\";
+        static const QByteArray steps = "||||||ooocxpurdh01234567\\";
         return '\\' + QByteArray(1, steps[number(0, steps.size() - 1)]);
     }
 

@@ -44,6 +44,7 @@ struct Surroundings
     int numberOfDevices = 1;
     std::vector<QString> ports = {QStringLiteral("/dev/ttyUSB0")};
     bool refusesDatagrams = false;
+    bool hearsTrace = true;
     qint64 microseconds = 1'700'000'000'000'000; ///< Since 1970.
 };
 

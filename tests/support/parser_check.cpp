@@ -68,6 +68,10 @@ void ParserCheck::happen(char what)
     case 'r':
         setRefusal(what == 'u');
         break;
+    case 'd':
+    case 'h':
+        setHearing(what == 'h');
+        break;
     case 'k':
         selectChannel();
         break;
@@ -119,6 +123,12 @@ void ParserCheck::setRefusal(bool refused)
 {
     m_link.refuseDatagrams(refused);
     m_model.surroundings.refusesDatagrams = refused;
+}
+
+void ParserCheck::setHearing(bool heard)
+{
+    m_link.hearTrace(heard);
+    m_model.surroundings.hearsTrace = heard;
 }
 
 void ParserCheck::compare(const char *step)

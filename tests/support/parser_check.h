@@ -11,6 +11,7 @@
  *     \o  the port is opened           \c  the port is closed
  *     \x  the line breaks              \p  the time of the probes is over
  *     \u  the network is unreachable   \r  it is reachable again
+ *     \d  nobody hears the trace        \h  somebody does again
  *     \0 to \3  that many devices are found, \4 to \7 with the board among them
  *     \kC  the user selects the channel C, a byte
  *
@@ -34,6 +35,7 @@ private:
     void selectChannel();
     void find(int code);
     void setRefusal(bool refused);
+    void setHearing(bool heard);
     void compare(const char *step);
 
     const QByteArray m_script;

@@ -156,7 +156,8 @@ void ParserModel::read(const QByteArray &bytes)
         watchPrompt(c);
         take(c);
     }
-    m_events.append({LinkEvent::Trace, m_trace});
+    if (surroundings.hearsTrace)
+        m_events.append({LinkEvent::Trace, m_trace});
 }
 
 void ParserModel::take(char c)

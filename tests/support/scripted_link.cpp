@@ -4,6 +4,7 @@
 #include "scripted_port.h"
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 #include <QTimer>
 #include <QTimerEvent>
 
@@ -68,6 +69,7 @@ ScriptedLink::~ScriptedLink()
 {
     m_port->close();
     delete m_port;
+    hearTrace(true);
     qInstallMessageHandler(m_previousHandler);
     active = nullptr;
 }
@@ -132,6 +134,11 @@ void ScriptedLink::find(int numberOfDevices, const std::vector<QString> &ports)
 {
     MainWindow::numberOfDevices = numberOfDevices;
     MainWindow::availableComPorts = ports;
+}
+
+void ScriptedLink::hearTrace(bool heard)
+{
+    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, heard);
 }
 
 qint64 ScriptedLink::unread() const

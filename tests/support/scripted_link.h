@@ -27,6 +27,7 @@ public:
 
     void find(int numberOfDevices, const std::vector<QString> &ports);
     void refuseDatagrams(bool refused) { m_surroundings.refusesDatagrams = refused; }
+    static void hearTrace(bool heard);
 
     /** Bytes that a read has left in the port. */
     qint64 unread() const;
