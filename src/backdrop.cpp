@@ -72,6 +72,12 @@ bool Backdrop::eventFilter(QObject *watched, QEvent *event)
     case QEvent::StyleChange:
         isStale = true;
         break;
+    case QEvent::WindowActivate:
+    case QEvent::WindowDeactivate:
+        // Some desktops have other colours for a window that is not the active one.
+        isStale = true;
+        label->update();
+        break;
     case QEvent::Paint:
         // Not before all that lies under the label has been painted, too.
         if (isStale && watched == label)

@@ -16,7 +16,7 @@ class PaintPace : public QObject
     Q_OBJECT
 
 public:
-    /** A text asks to be painted so many milliseconds after the last that did, at the soonest. */
+    /** About so many milliseconds pass from a painting to the next. */
     static constexpr int paceMs = 250;
 
     /** Governs @p governed and lives as long as that. */

@@ -8,7 +8,7 @@
 void StandardStreams::secure()
 {
     // A closed one's number would go to the next file opened, such as the connection to the
-    // screen or the device's port, and what is printed with it.
+    // screen or the device's port, and what is printed would go there.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) == -1)
             open("/dev/null", O_RDWR);

@@ -31,6 +31,16 @@ struct CountingWindow
         window.show();
     }
 
+    /** Gives the count its backdrop and the time to find that there is none. */
+    void offerBackdrop()
+    {
+        const PaintCounter counter(&count);
+        giveBackdrop();
+        if (!QTest::qWaitFor([&] { return counter.paints > 0; }, waitMs))
+            qFatal("nothing is painted");
+        QCoreApplication::processEvents();
+    }
+
     QImage picture() { return window.grab().toImage(); }
 
     bool isTaken() const { return count.autoFillBackground(); }
@@ -58,6 +68,7 @@ private slots:
     void everyPixelStaysAsItIs();
     void aChangeOfTheTextPaintsNothingElse();
     void coloursFollowTheDesktop();
+    void coloursFollowTheActiveWindow();
     void aGroundOfSeveralColoursStaysVisible();
     void aTextThatFillsTheLabelLeavesItAsItIs();
 };
@@ -124,6 +135,29 @@ void BackdropTest::coloursFollowTheDesktop()
     QApplication::setPalette(before);
 }
 
+void BackdropTest::coloursFollowTheActiveWindow()
+{
+    const QPalette before = QApplication::palette();
+    QPalette palette = before;
+    palette.setColor(QPalette::Active, QPalette::Window, QColor(200, 220, 240));
+    palette.setColor(QPalette::Inactive, QPalette::Window, QColor(120, 120, 120));
+    QApplication::setPalette(palette);
+    CountingWindow plain;
+    CountingWindow backed;
+    QWidget other;
+    other.show();
+    backed.giveBackdrop();
+    QApplication::setActiveWindow(&backed.window);
+    QTRY_VERIFY_WITH_TIMEOUT(backed.isTaken(), waitMs);
+    const QImage active = backed.picture();
+
+    QApplication::setActiveWindow(&other);
+
+    QTRY_COMPARE_WITH_TIMEOUT(backed.picture(), plain.picture(), waitMs);
+    QVERIFY(backed.picture() != active);
+    QApplication::setPalette(before);
+}
+
 void BackdropTest::aGroundOfSeveralColoursStaysVisible()
 {
     CountingWindow window;
@@ -135,8 +169,7 @@ void BackdropTest::aGroundOfSeveralColoursStaysVisible()
     window.window.setPalette(palette);
     const QImage before = window.picture();
 
-    window.giveBackdrop();
-    QCoreApplication::processEvents();
+    window.offerBackdrop();
 
     QCOMPARE(window.picture(), before);
     QVERIFY(!window.isTaken());
@@ -146,8 +179,7 @@ void BackdropTest::aTextThatFillsTheLabelLeavesItAsItIs()
 {
     CountingWindow window;
     window.count.setText(QString(80, QLatin1Char('8')));
-    window.giveBackdrop();
-    QCoreApplication::processEvents();
+    window.offerBackdrop();
     QVERIFY(!window.isTaken());
 }
 

@@ -50,7 +50,12 @@ struct User
     void capture(MainWindow *window, const Connection *connection) const;
 };
 
-User user;
+/** The user of this process. */
+User &user()
+{
+    static User user;
+    return user;
+}
 
 void say(const QByteArray &text)
 {
@@ -60,13 +65,13 @@ void say(const QByteArray &text)
 
 void letTheUserIn()
 {
-    if (user.port.isEmpty())
+    if (user().port.isEmpty())
         return;
     auto *finder = new LinkFinder;
     QTimer::singleShot(0, qApp, [finder] {
         MainWindow *window = WindowUnderTest::ofTheProgram();
-        user.connectToDevice(window);
-        user.capture(window, finder->connection());
+        user().connectToDevice(window);
+        user().capture(window, finder->connection());
         delete finder;
     });
 }
@@ -286,7 +291,7 @@ void ChannelsTest::printFigures(int frames, qint64 wallMs, qint64 processorMs)
 int main(int argc, char *argv[])
 {
     if (argc == 5) {
-        user = {argv[1], argv[2], QByteArray(argv[3]).toUInt(), argv[4]};
+        user() = {argv[1], argv[2], QByteArray(argv[3]).toUInt(), argv[4]};
         return fennixMain(1, argv);
     }
     const QCoreApplication application(argc, argv);

@@ -250,19 +250,23 @@ void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
     SimulatedDevice device(deviceThatHears({plainFrame()}));
     plugIn(device);
     const RunningCapture test(&device);
-    const NoTraces noTraces;
     QTRY_VERIFY(test.counted() >= 3);
     device.clearReceived();
 
     // Restarted in a record, and again while it prints the prompt.
     device.setFirmware(SimulatedDevice::Firmware::Sniffer);
-    device.send(SimulatedDevice::frameRecord(plainFrame()).left(12) + "[vos" + "[vostrel]");
+    QTRY_COMPARE(test.counted(), device.framesSent());
+    const int before = test.counted();
+    sendAndAwait(SimulatedDevice::frameRecord(plainFrame()).left(12) + "[vos" + "[vostrel]",
+                 &device);
 
     // The device is idle, which the window does not know: the user starts it again.
     QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
+    QCOMPARE(device.received(), QByteArray());
+    QCOMPARE(test.counted(), before);
+    const NoTraces noTraces;
     test.click("OffBtn");
     test.click("OnBtn");
-    const int before = test.counted();
     QTRY_VERIFY(test.counted() >= before + 3);
     test.click("OffBtn");
     QTRY_VERIFY(!device.isSniffing());
