@@ -33,5 +33,5 @@ percent_done()
 count_passed()
 {
     awk '/: Totals:/ { programs += 1; passed += $3 }
-        END { print passed, "test functions in", programs, "programs, none failed" }' "$1"
+        END { print passed, "passed in", programs, "programs, none failed" }' "$1"
 }
