@@ -104,7 +104,7 @@ void PaintPaceTest::theLastChangeIsPaintedWithoutAnother()
     QTRY_COMPARE_WITH_TIMEOUT(paced.counter.paints, paints + 1, waitMs);
     QCOMPARE(paced.count.text(), QString::number(last));
 
-    // After which it rests, as only time can show, and the next change is the first after a pause again.
+    // After which it rests, as only time can show, and the next change is the first of a row.
     QTest::qWait(2 * PaintPace::paceMs);
     QCOMPARE(paced.counter.paints, paints + 1);
     paced.change(last + 1);
