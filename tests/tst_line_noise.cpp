@@ -255,8 +255,8 @@ void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
 
     // Restarted in a record, and again while it prints the prompt.
     device.setFirmware(SimulatedDevice::Firmware::Sniffer);
-    QTRY_COMPARE(test.counted(), device.framesSent());
-    const int before = test.counted();
+    const int before = device.framesSent();
+    QTRY_COMPARE(test.counted(), before);
     sendAndAwait(SimulatedDevice::frameRecord(plainFrame()).left(12) + "[vos" + "[vostrel]",
                  &device);
 

@@ -127,7 +127,7 @@ void ParserCheck::setRefusal(bool refused)
 
 void ParserCheck::setHearing(bool heard)
 {
-    m_link.hearTrace(heard);
+    ScriptedLink::hearTrace(heard);
     m_model.surroundings.hearsTrace = heard;
 }
 
