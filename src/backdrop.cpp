@@ -24,8 +24,8 @@ QColor onlyColor(const QImage &picture)
 }
 
 /**
- * Returns @p place of @p window which is on the screen, as it is painted there; a null image where
- * it has none.
+ * Returns @p place of @p window, which is exposed, as it is painted on the screen; a null image
+ * where that cannot be read.
  *
  * QWidget::grab() would first lay out everything that is hidden: all the help texts, just when
  * a device has 300 ms to answer.

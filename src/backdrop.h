@@ -10,8 +10,8 @@ class QLabel;
  * Without one, everything under a label is painted again whenever its text changes; for a count
  * that changes with every frame that is most of what a frame costs. The colour is taken from the
  * window as it is shown, beside the text, and anew when the desktop's colours or style change, or
- * the window becomes the active one or ceases to be it.
- * Where it is not the same everywhere, the label stays as it is. Looks never change.
+ * the window becomes the active one or ceases to be it. Where it is not the same everywhere, the
+ * label stays as it is. Looks never change.
  */
 class Backdrop : public QObject
 {
