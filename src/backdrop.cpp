@@ -104,4 +104,6 @@ void Backdrop::take()
     palette.setColor(QPalette::Window, color);
     label->setPalette(palette);
     label->setAutoFillBackground(true);
+    // The label's change of palette was this one, not the desktop's.
+    isStale = false;
 }

@@ -66,6 +66,7 @@ class BackdropTest : public QObject
 private slots:
     void everyPixelStaysAsItIs_data();
     void everyPixelStaysAsItIs();
+    void theColourIsTakenOnce();
     void aChangeOfTheTextPaintsNothingElse();
     void coloursFollowTheDesktop();
     void coloursFollowTheActiveWindow();
@@ -98,6 +99,24 @@ void BackdropTest::everyPixelStaysAsItIs()
         QCOMPARE(backed.picture(), plain.picture());
     }
     QApplication::setPalette(before);
+}
+
+void BackdropTest::theColourIsTakenOnce()
+{
+    CountingWindow window;
+    QVERIFY(QTest::qWaitForWindowExposed(&window.window));
+    QCoreApplication::processEvents();
+    const PaintCounter frame(&window.frame);
+
+    window.giveBackdrop();
+    QTRY_VERIFY_WITH_TIMEOUT(window.isTaken(), waitMs);
+    const PaintCounter count(&window.count);
+    window.count.update();
+    QTRY_VERIFY_WITH_TIMEOUT(count.paints > 0, waitMs);
+    QCoreApplication::processEvents();
+
+    // With the window, and for the look beside the text.
+    QCOMPARE(frame.paints, 2);
 }
 
 void BackdropTest::aChangeOfTheTextPaintsNothingElse()
