@@ -58,10 +58,12 @@ start_network()
 }
 
 # In the network of its own the screen is found without a socket in /tmp/.X11-unix, a
-# folder that only root can make as it should be.
+# folder that only root can make as it should be. Its number is its own: it also names the
+# file of the keyboard's map, which a server of the same number would spoil, even in another
+# network.
 start_screen()
 {
-    start screen "${alone[@]}" Xvfb -displayfd 3 -screen 0 1024x768x24 -dpi 96 \
+    start screen "${alone[@]}" Xvfb ":$$" -displayfd 3 -screen 0 1024x768x24 -dpi 96 \
         -nolisten tcp -nolisten unix 3> "$output/display"
     wait_for screen "the hidden screen" test -s "$output/display"
     DISPLAY=:$(cat "$output/display")

@@ -1,6 +1,6 @@
 #include "screen.h"
 
-#include <QtGlobal>
+#include <QCoreApplication>
 
 namespace {
 
@@ -13,15 +13,18 @@ QStringList search(const QString &title)
 
 Screen::Screen()
 {
-    // Without -noreset it forgets the resolution as soon as its last client has gone.
-    m_server.start(
-        "Xvfb",
-        {"-displayfd", "1", "-screen", "0", "1600x1200x24", "-noreset", "-nolisten", "tcp"});
+    // Without -noreset it forgets the resolution as soon as its last client has gone. The number
+    // is its own: it also names the file of the keyboard's map, which a server of the same number
+    // would spoil, even in another network.
+    m_server.start("Xvfb",
+                   {':' + QString::number(QCoreApplication::applicationPid()), "-displayfd", "1",
+                    "-screen", "0", "1600x1200x24", "-noreset", "-nolisten", "tcp"});
     while (m_server.waitForReadyRead() && !m_server.canReadLine()) {
     }
     const QByteArray number = m_server.readLine().trimmed();
     if (number.isEmpty())
-        qFatal("Xvfb: %s", qPrintable(m_server.errorString()));
+        qFatal("Xvfb: %s %s", qPrintable(m_server.errorString()),
+               m_server.readAllStandardError().constData());
     m_display = ':' + QString::fromLatin1(number);
 }
 
