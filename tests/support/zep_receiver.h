@@ -19,7 +19,6 @@ public:
 
     const QVector<QByteArray> &datagrams() const { return m_datagrams; }
     int count() const { return m_datagrams.size(); }
-    void clear() { m_datagrams.clear(); }
 
     /** Returns the radio frames of the data datagrams received so far, in order. */
     QVector<QByteArray> frames() const;
