@@ -126,6 +126,8 @@ static int abandonATool()
 {
     auto *process = new FlashingProcess;
     process->start("sudo", {"tool"}, QIODevice::ReadWrite);
+    if (!process->waitForStarted())
+        return 1;
     FlashingProcess::letFinish(process, briefly);
     return process->state() == QProcess::Running ? 0 : 1;
 }

@@ -143,17 +143,23 @@ QStringList TracedProgram::calls() const
     QFile file(m_folder.filePath("calls"));
     if (!file.open(QIODevice::ReadOnly))
         qFatal("strace has left nothing");
-    // An interrupted call is shown in two lines, the first of which has its arguments; neither
-    // signals nor ends are calls.
-    static const QRegularExpression call("^\\d+ +([a-z].*)$");
+    // A call that another thread's comes in between is shown in two lines; neither signals nor
+    // ends are calls.
+    static const QRegularExpression call(
+        "^(\\d+) +(?:<\\.\\.\\. \\w+ resumed>(.*?)|([a-z].*?))( <unfinished \\.\\.\\.>)?$");
     QStringList calls;
+    QHash<QString, QString> begun;
     const QStringList lines = QString::fromLocal8Bit(file.readAll()).split('\n');
     for (const QString &line : lines) {
         const QRegularExpressionMatch match = call.match(line);
-        if (match.hasMatch())
-            calls.append(match.captured(1));
+        if (!match.hasMatch())
+            continue;
+        const QString thread = match.captured(1);
+        begun[thread] += match.captured(2) + match.captured(3);
+        if (match.captured(4).isEmpty())
+            calls.append(begun.take(thread));
     }
-    return calls;
+    return calls + begun.values();
 }
 
 /** The only socket for datagrams of IPv6 in this network; it sends those of IPv4, too. */
