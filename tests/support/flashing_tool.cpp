@@ -9,7 +9,15 @@ const QLatin1String firmwareDirectory("/usr/share/fennix/fw");
 
 constexpr char scriptHead[] = R"(#!/bin/sh
 folder=$(dirname "$0")
-await() { while [ ! -e "$folder/released" ]; do sleep 0.01; done; }
+await()
+{
+    tries=0
+    until [ -e "$folder/released" ]; do
+        # A test that has failed leaves no folder; one that was killed releases nobody.
+        [ -d "$folder" ] && [ $((tries += 1)) -lt 30000 ] || exit 1
+        sleep 0.01
+    done
+}
 printf '%s\n' "$*" >> "$folder/runs"
 )";
 

@@ -2,6 +2,9 @@
 
 #include <QCoreApplication>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 namespace {
 
 QStringList search(const QString &title)
@@ -65,6 +68,11 @@ bool Screen::click(const QString &title, const QPoint &place) const
 bool Screen::press(const QString &keys) const
 {
     return run("xdotool", {"key", keys});
+}
+
+void Screen::Server::setupChildProcess()
+{
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
 }
 
 bool Screen::run(const QString &program, const QStringList &arguments,

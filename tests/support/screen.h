@@ -32,9 +32,16 @@ public:
     bool press(const QString &keys) const;
 
 private:
+    /** Ends with this process, even where that is killed. */
+    class Server : public QProcess
+    {
+    protected:
+        void setupChildProcess() override;
+    };
+
     bool run(const QString &program, const QStringList &arguments,
              const QByteArray &input = QByteArray()) const;
 
-    QProcess m_server;
+    Server m_server;
     QString m_display;
 };
