@@ -50,9 +50,9 @@ int64_t countRun(const Subject &subject, FrameSource::Rate rate, int frames)
     RunningSubject running(subject, source.portPath(), true);
     source.start(frames, rate, [&sink] { return sink.received(); });
     waitForFrames(sink, frames);
-    source.finish();
     if (sink.received() < frames)
         qFatal("%s loses frames where they are counted", qPrintable(subject.name));
+    source.finish();
     return running.stop();
 }
 

@@ -67,7 +67,11 @@ long RunningSubject::memory() const
     if (!status.open(QIODevice::ReadOnly))
         qFatal("a subject has ended early");
     static const QRegularExpression resident(QStringLiteral("VmRSS:\\s*(\\d+) kB"));
-    return resident.match(QString::fromLatin1(status.readAll())).captured(1).toLong();
+    const QRegularExpressionMatch match = resident.match(QString::fromLatin1(status.readAll()));
+    // The file stays for as long as nobody has asked how the process ended.
+    if (!match.hasMatch())
+        qFatal("a subject has ended early");
+    return match.captured(1).toLong();
 }
 
 int64_t RunningSubject::stop()

@@ -30,7 +30,7 @@ public:
     /** Nanoseconds of processor time that it has taken until now. */
     int64_t cpuTime();
 
-    /** Resident memory in kilobytes. */
+    /** Resident memory in kilobytes; ends the benchmark when the subject has ended. */
     long memory() const;
 
     /** Nanoseconds from the start of the process until it was ready. */
