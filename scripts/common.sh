@@ -76,12 +76,14 @@ need_packages()
     run_apt install -y --no-install-recommends "${missing[@]}"
 }
 
-# Runs apt-get, shows how far it is, and its words only when it fails.
+# Runs apt-get, shows how far it is, and its words only when it fails. Just after a machine's
+# start Debian's own upgrades may hold the lock.
 run_apt()
 {
     local log=build/apt.log
     mkdir -p build
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o APT::Status-Fd=1 "$@" 2>&1 \
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o APT::Status-Fd=1 \
+        -o DPkg::Lock::Timeout=300 "$@" 2>&1 \
         | tee "$log" | sed -un 's/^\(dl\|pm\)status:.*:\([0-9]*\)\.[0-9]*:.*/\2/p' | show_percent \
         || die "apt-get $1 has failed:"$'\n'"$(grep -v '^..status:' "$log" | tail)"
 }
