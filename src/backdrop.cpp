@@ -92,7 +92,7 @@ bool Backdrop::eventFilter(QObject *watched, QEvent *event)
 void Backdrop::take()
 {
     const QWindow *window = label->window()->windowHandle();
-    if (!label->isVisible() || !window || !window->isExposed())
+    if (!isStale || !label->isVisible() || !window || !window->isExposed())
         return;
     isStale = false;
     label->setAutoFillBackground(false);
