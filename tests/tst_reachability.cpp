@@ -146,7 +146,7 @@ QStringList TracedProgram::calls() const
     // A call that another thread's comes in between is shown in two lines; neither signals nor
     // ends are calls.
     static const QRegularExpression call(
-        "^(\\d+) +(?:<\\.\\.\\. \\w+ resumed>(.*?)|([a-z].*?))( <unfinished \\.\\.\\.>)?$");
+        R"(^(\d+) +(?:<\.\.\. \w+ resumed>(.*?)|([a-z].*?))( <unfinished \.\.\.>)?$)");
     QStringList calls;
     QHash<QString, QString> begun;
     const QStringList lines = QString::fromLocal8Bit(file.readAll()).split('\n');
