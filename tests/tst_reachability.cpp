@@ -35,7 +35,7 @@ constexpr const char *harmlessCalls[] = {
     R"((socket\(AF_UNIX|connect\(\d+, \{sa_family=AF_UNIX), .*)",
     // The network's interfaces, for the address that the window proposes.
     R"(socket\(AF_NETLINK, .*, NETLINK_ROUTE\).*)",
-    // Memory to share with the graphics card, of which a software renderer makes sure.
+    // A software renderer asks whether memory can be shared with a graphics card.
     R"(openat\(AT_FDCWD, "/dev/udmabuf", O_RDWR\).*)",
     R"((sendto|sendmsg|recvfrom|recvmsg)\((?!.*sa_family=AF_INET).*)",
 };
