@@ -224,7 +224,7 @@ void NetworkFaultsTest::theSendBufferIsEmptiedWhenAHostIsGivenUp()
     test.click("OffBtn");
     QTRY_VERIFY(!m_device->isSniffing());
 
-    // The buffer is full before the host is given up, however slow the machine.
+    // Traces would take a slow machine so long that the host is given up before the buffer is full.
     const NoTraces noTraces;
     sendFrames(400);
     QTRY_VERIFY(test.logged(noRoom) > 0);
