@@ -122,14 +122,16 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
         const TsharkCapture::Packet &packet = packets.at(i);
         QCOMPARE(packet.sequenceNumber, first + static_cast<quint32>(i));
         QVERIFY(!packet.malformed || i >= wellFormed);
+        QVERIFY(!packet.hasBadCheckSequence);
+        QCOMPARE(packet.missing, 0);
         if (frames.at(i).size() <= longestAcknowledgement) {
             QCOMPARE(packet.payload.size(), ZepReceiver::acknowledgementSize);
-            QVERIFY2(packet.protocols.endsWith(":udp:zep"), qPrintable(packet.protocols));
+            QVERIFY2(packet.protocols.endsWith(":udp:fennix:zep"), qPrintable(packet.protocols));
             continue;
         }
         QCOMPARE(packet.payload.mid(ZepReceiver::dataHeaderSize), frames.at(i));
         QCOMPARE(packet.channel, channel);
-        QVERIFY2(packet.protocols.contains(":udp:zep:wpan"), qPrintable(packet.protocols));
+        QVERIFY2(packet.protocols.contains(":udp:fennix:zep:wpan"), qPrintable(packet.protocols));
     }
     QCOMPARE(test.find<QLabel>("label_packetCount")->text(), QString::number(frames.size()));
     test.click("devDisconnectButton");

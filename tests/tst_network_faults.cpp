@@ -2,6 +2,7 @@
 #include "network.h"
 #include "no_traces.h"
 #include "simulated_device.h"
+#include "tshark_capture.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
 
@@ -125,6 +126,10 @@ void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses()
     QFETCH(QString, fault);
     QFETCH(QString, repair);
     const QVector<QByteArray> &arrived = m_far->receiver().datagrams();
+    // On all interfaces, since the one to the other machine may go.
+    TsharkCapture tshark("any");
+    QString error;
+    QVERIFY2(tshark.start(&error), qPrintable(error));
     const Capture test;
     test.start(FarMachine::address);
     QTRY_VERIFY(arrived.size() >= several);
@@ -153,6 +158,13 @@ void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses()
              static_cast<quint32>(before + test.logged(refusal)));
     QCOMPARE(ZepReceiver::sequenceNumber(arrived.last()) - first,
              static_cast<quint32>(m_device->framesSent() - 1));
+
+    // The analyser says how many that were.
+    QTRY_COMPARE(tshark.packets().size(), arrived.size());
+    int missing = 0;
+    for (const TsharkCapture::Packet &packet : tshark.packets())
+        missing += packet.missing;
+    QCOMPARE(missing, test.logged(refusal));
 }
 
 void NetworkFaultsTest::whatIsLostFurtherOnIsCounted_data()

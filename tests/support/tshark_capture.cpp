@@ -1,5 +1,6 @@
 #include "tshark_capture.h"
 
+#include "tshark.h"
 #include "zep_receiver.h"
 
 #include <QTest>
@@ -13,7 +14,17 @@ constexpr char probe[] = "is anybody there?";
 
 constexpr int startTimeoutMs = 60000;
 
-enum Field { Payload, Protocols, Channel, SequenceNumber, Malformed, Source, FieldCount };
+enum Field {
+    Payload,
+    Protocols,
+    Channel,
+    SequenceNumber,
+    Malformed,
+    BadCheckSequence,
+    Missing,
+    Source,
+    FieldCount,
+};
 
 QStringList arguments(const QString &networkInterface)
 {
@@ -24,9 +35,6 @@ QStringList arguments(const QString &networkInterface)
         networkInterface,
         "-f",
         QString("udp dst port %1").arg(ZepReceiver::zepPort),
-        // A real check sequence shows as bad; its frame is to be dissected all the same.
-        "-o",
-        "wpan.802154_fcs_ok:FALSE",
         "-T",
         "fields",
         "-e",
@@ -40,6 +48,10 @@ QStringList arguments(const QString &networkInterface)
         "-e",
         "_ws.malformed",
         "-e",
+        "wpan.fcs.bad",
+        "-e",
+        "fennix.missing",
+        "-e",
         "ip.src",
         // Of the outermost layer only: a radio frame may hold a datagram in turn.
         "-E",
@@ -52,15 +64,7 @@ QStringList arguments(const QString &networkInterface)
 TsharkCapture::TsharkCapture(QString networkInterface, const QString &reachable)
     : m_interface(std::move(networkInterface))
     , m_reachable(reachable)
-{
-    // tshark belongs to the real machine, not to the mocked one.
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove("LD_PRELOAD");
-    environment.remove("UMOCKDEV_DIR");
-    // Nor are its user's preferences those of the test.
-    environment.insert("WIRESHARK_CONFIG_DIR", m_preferences.path());
-    m_tshark.setProcessEnvironment(environment);
-}
+{ }
 
 TsharkCapture::~TsharkCapture()
 {
@@ -70,7 +74,7 @@ TsharkCapture::~TsharkCapture()
 
 bool TsharkCapture::start(QString *error)
 {
-    m_tshark.start("tshark", arguments(m_interface));
+    Tshark::start(&m_tshark, arguments(m_interface));
     QUdpSocket socket;
     const auto isReady = [&] {
         socket.writeDatagram(probe, m_reachable, ZepReceiver::zepPort);
@@ -105,6 +109,7 @@ void TsharkCapture::readLines()
         }
         m_packets.append({payload, QString::fromLatin1(fields.at(Protocols)),
                           fields.at(Channel).toInt(), fields.at(SequenceNumber).toUInt(),
-                          !fields.at(Malformed).isEmpty(), QString::fromLatin1(fields.at(Source))});
+                          !fields.at(Malformed).isEmpty(), !fields.at(BadCheckSequence).isEmpty(),
+                          fields.at(Missing).toInt(), QString::fromLatin1(fields.at(Source))});
     }
 }

@@ -2,7 +2,6 @@
 
 #include <QHostAddress>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QVector>
 
 /**
@@ -16,10 +15,12 @@ public:
     struct Packet
     {
         QByteArray payload; ///< Of the datagram, ZEP header included.
-        QString protocols; ///< Layers from the outside in, "eth:ethertype:ip:udp:zep:...".
+        QString protocols; ///< Layers from the outside in, "eth:ethertype:ip:udp:fennix:zep:...".
         int channel; ///< Of the ZEP header; 0 in an acknowledgement.
         quint32 sequenceNumber; ///< Of the ZEP header.
         bool malformed; ///< tshark could not make sense of some part of it.
+        bool hasBadCheckSequence; ///< It is marked "Bad FCS".
+        int missing; ///< Frames that are missing in front of it.
         QString source; ///< Address of the machine that sent it.
     };
 
@@ -43,7 +44,6 @@ private:
 
     const QString m_interface;
     const QHostAddress m_reachable;
-    QTemporaryDir m_preferences;
     QProcess m_tshark;
     QVector<Packet> m_packets;
     bool m_ready = false;
