@@ -87,26 +87,29 @@ start_simulator()
         <> "$control" >> "$output/simulator.log"
 }
 
+# Wireshark's terminal program with the plug-in as it is here, whatever is installed.
+tshark=(scripts/with-plugins packaging/wireshark tshark -n)
+
 # start_capture OPTION...: prints the frames as tshark dissects them, and saves them
-start_capture()
-{
-    # Frames carry their real check sequence, where Wireshark expects the trailer that
-    # some radio chips put there; without this it would not dissect half of them.
-    dissection=(-n -o wpan.802154_fcs_ok:FALSE)
-    start tshark "${alone[@]}" tshark -l "${dissection[@]}" "$@" -P -w "$output/capture.pcapng"
-}
+start_capture() { start tshark "${alone[@]}" "${tshark[@]}" -l "$@" -P -w "$output/capture.pcapng"; }
 
 # Wireshark's own listener on the port, which needs no right to capture.
 start_listener()
 {
-    start_capture -i udpdump -o "extcap.udpdump.port:$zep_port" -o extcap.udpdump.payload:zep
+    start_capture -i udpdump -o "extcap.udpdump.port:$zep_port" -o extcap.udpdump.payload:fennix
     wait_for tshark "tshark to listen on UDP port $zep_port" zep_port_holder
     # It would outlive a tshark that is killed.
     [[ ! $(zep_port_holder) =~ pid=([0-9]+) ]] || running[listener]=${BASH_REMATCH[1]}
 }
 
-# The frames captured so far that match a display filter.
-count() { tshark "${dissection[@]}" -r "$output/capture.pcapng" -Y "$1" 2> /dev/null | wc -l; }
+# read_capture OPTION...: dissects what has been captured so far
+read_capture() { "${tshark[@]}" -r "$output/capture.pcapng" "$@" 2> /dev/null; }
+
+# The frames that match a display filter.
+count() { read_capture -Y "$1" | wc -l; }
+
+# The second pass knows of frames that came late.
+count_missing() { read_capture -2 -T fields -e fennix.missing | awk '{ sum += $1 } END { print sum + 0 }'; }
 
 has_captured() { [ "$(count zep)" -ge "$1" ]; }
 
