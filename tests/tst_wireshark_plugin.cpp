@@ -1,5 +1,6 @@
 #include "frame_check_sequence.h"
 #include "packet_file.h"
+#include "soak.h"
 #include "traffic.h"
 #include "tshark.h"
 
@@ -49,13 +50,15 @@ QByteArray withTrailer(bool isSound)
     return frameOfSize(30).chopped(2) + '\xc4' + (isSound ? '\xeb' : '\x6b');
 }
 
-/** Sound, damaged, with a trailer: capitals are those that Wireshark by itself takes for sound. */
+/** Sound or to be cut, damaged, with a trailer: capitals are those that Wireshark by itself takes
+ * for sound. */
 QByteArray frameOfKind(QChar kind)
 {
     switch (kind.toLatin1()) {
     case 'S':
         return frameEndingWith(true);
     case 's':
+    case 'x':
         return frameEndingWith(false);
     case 'D':
         return damaged(frameEndingWith(true));
@@ -91,6 +94,7 @@ QVector<Kinds> kinds()
         {"sixteen damaged", "sSs" + fifteen + "DDd", "..." + marks + "..!"},
         {"sixteen, but not in succession", "sSs" + fifteen + "s" + fifteen,
          "..." + marks + "." + marks},
+        {"cut by the capture", "sSs" + QString(20, 'x') + "D", "..." + QString(20, '.') + "!"},
         {"known again", "sSs" + fifteen + "DsSsD", "..." + marks + "....!"},
     };
 }
@@ -151,6 +155,7 @@ QVector<Numbers> numbers()
         {"another address at the wrap", "4294967295 0@ 1@ 2", "", "", "2 0 0 0.00"},
         {"another program's same port", "1 100@ 2 101@ 5 102@ 104@", "5:2 104:1", "5:2 104:1",
          "3 0 2 40.00"},
+        {"another program's numbers before", "1@ 2@ 3@ 4@ 1 2 5", "5:2", "5:2", "3 0 2 40.00"},
         {"the same numbers elsewhere", "1 1@ 2 2@ 5 3@ 4@ 5@", "5:2", "5:2", "3 0 2 40.00"},
     };
 }
@@ -175,7 +180,10 @@ void addKind(PacketFile *file, const QString &kind, quint16 port)
 {
     static quint32 number = 0;
     const QByteArray data = Zep::data(++number, frameOfKind(kind.at(0)));
-    file->add(data, {"127.0.0.1", port});
+    if (kind == "x")
+        file->addCut(data, data.size() - 1, {"127.0.0.1", port});
+    else
+        file->add(data, {"127.0.0.1", port});
     file->addUnreachable(data, {"127.0.0.1", port});
 }
 
@@ -263,6 +271,8 @@ private slots:
     void theFilterFindsWhatIsMissing();
     void theSummaryHasALineForEachSender();
     void foreignDatagramsAreHandedOnAsTheyCame();
+    void damagedCapturesAreReadToTheEnd_data();
+    void damagedCapturesAreReadToTheEnd();
     void trafficWithoutZepIsDissectedAsBefore();
     void theListenerGivesWhatTheNetworkGives();
     void anotherPortCanBeChosen();
@@ -431,31 +441,33 @@ void WiresharkPluginTest::theSummaryHasALineForEachSender()
 
 void WiresharkPluginTest::foreignDatagramsAreHandedOnAsTheyCame()
 {
-    const QByteArray data = Zep::data(1, frameOfKind('t'));
-    const auto changed = [&](int offset, char value) {
-        QByteArray datagram = data;
-        datagram[offset] = value;
-        return datagram;
-    };
     {
         PacketFile file(capture());
-        // Any length, cut by the sender or by the capture.
-        for (int size = 0; size <= data.size() + 1; ++size)
-            file.add((data + "x").left(size));
-        for (int size = 0; size < data.size(); ++size)
-            file.addCut(data, size);
-        // Every octet of the header but the number: magic, version, type, mode, LQI, length.
-        for (int offset = 0; offset < 32; ++offset) {
-            if (offset >= 17 && offset < 21)
-                continue;
-            for (const int value : {0, 1, 3, 5, 127, 128, 255})
-                file.add(changed(offset, static_cast<char>(value)));
+        // Magic, version, type, device id, mode, LQI, reserved octets and length of other programs.
+        // Each would be changed if it were taken for FENNIX's, and its number would leave a gap.
+        quint32 number = 1000;
+        for (const int offset :
+             {0, 1, 2, 3, 5, 6, 7, 8, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31}) {
+            for (const char value : {'\3', '\5', '\x7f', '\x80', '\xff'}) {
+                QByteArray datagram = Zep::data(number += 10, frameOfKind('s'));
+                datagram[offset] = value;
+                file.add(datagram);
+            }
         }
-        // Acknowledgements of nobody, too long, cut; frames that cannot be dissected.
-        file.add(Zep::acknowledgement(1));
-        file.add(Zep::acknowledgement(1) + "x");
-        file.addCut(Zep::acknowledgement(1), 6);
-        file.add(Zep::data(1, "\x01\x02\x03"));
+        for (int size = 0; size <= 5; ++size)
+            file.add(Zep::data(number += 10, frameOfKind('s').left(size)));
+        file.add(Zep::data(number += 10, frameOfKind('s')) + "x");
+        file.add(Zep::acknowledgement(number += 10));
+        // Cut by the sender or by the capture, at any place.
+        const QByteArray data = Zep::data(1, frameOfKind('t'));
+        for (int size = 0; size < data.size(); ++size) {
+            file.add(data.left(size));
+            file.addCut(data, size);
+        }
+        file.add(Zep::acknowledgement(9) + "x");
+        file.addCut(Zep::acknowledgement(9), 6);
+        file.addCut(Zep::acknowledgement(9) + "x", 8);
+        // Frames that cannot be dissected, or are longer than any.
         for (int size = 6; size < 40; ++size)
             file.add(Zep::data(1, QByteArray(size, '\x63')));
         file.add(Zep::data(1, QByteArray(247, '\x63')));
@@ -463,6 +475,49 @@ void WiresharkPluginTest::foreignDatagramsAreHandedOnAsTheyCame()
 
     QCOMPARE(wholeDissection(capture(), Tshark::PlugIn::Fennix),
              wholeDissection(capture(), Tshark::PlugIn::None));
+}
+
+void WiresharkPluginTest::damagedCapturesAreReadToTheEnd_data()
+{
+    QTest::addColumn<From>("from");
+    QTest::newRow("network") << From::Network;
+    QTest::newRow("listener") << From::Listener;
+}
+
+void WiresharkPluginTest::damagedCapturesAreReadToTheEnd()
+{
+    QFETCH(From, from);
+    const int seeds = Soak::portion(200, 3);
+    int packets = 0;
+    {
+        PacketFile file(capture(), from);
+        for (quint32 number = 1; packets < 250; number += number % 10 == 0 ? 3 : 1, ++packets) {
+            const QByteArray data = Zep::data(number, frameOfSize(6 + packets % 120));
+            file.add(number % 4 == 0 ? Zep::acknowledgement(number) : data);
+        }
+    }
+    const QString damaged = m_folder.filePath("damaged.pcap");
+
+    for (int seed = 0; seed < seeds; ++seed) {
+        Soak::showProgress(seed, seeds);
+        const QString first = QString::number(Soak::seed() * 1000 + static_cast<quint32>(seed));
+        QCOMPARE(QProcess::execute("editcap", {"-E", "0.02", "--seed", first, capture(), damaged}),
+                 0);
+        // An error of Lua would be among the messages, and would end the test.
+        auto with = Tshark::fields(damaged, {"frame.number", "zep.version", "_ws.expert.message"});
+        QCOMPARE(with.size(), packets);
+        if (from == From::Listener) // Without the plug-in its packets go to nobody.
+            continue;
+        for (QStringList &row : with)
+            row.removeLast();
+        const auto without =
+            Tshark::fields(damaged, {"frame.number", "zep.version"}, {}, Tshark::PlugIn::None);
+        QCOMPARE(with, without);
+    }
+    Soak::printFigures(QString("%1 captures of %2 damaged packets, as many with the plug-in as "
+                               "without, no error of Lua")
+                           .arg(seeds)
+                           .arg(packets));
 }
 
 void WiresharkPluginTest::trafficWithoutZepIsDissectedAsBefore()

@@ -114,9 +114,9 @@ void PacketFile::addUnreachable(const QByteArray &datagram, const Source &source
     write(packet, packet.size());
 }
 
-void PacketFile::addCut(const QByteArray &datagram, int size)
+void PacketFile::addCut(const QByteArray &datagram, int size, const Source &source)
 {
-    const QByteArray packet = udpPacket({"127.0.0.1", 40000}, analyserPort, datagram);
+    const QByteArray packet = udpPacket(source, analyserPort, datagram);
     write(packet, packet.size() - datagram.size() + size);
 }
 

@@ -42,7 +42,7 @@ public:
     void wait(quint32 seconds) { m_seconds += seconds; }
 
     /** Adds a packet of which only @p size bytes of the datagram were captured. */
-    void addCut(const QByteArray &datagram, int size);
+    void addCut(const QByteArray &datagram, int size, const Source &source = {"127.0.0.1", 40000});
 
 private:
     void write(const QByteArray &packet, int captured);

@@ -40,10 +40,9 @@ MACHINES = {
     "amd64": (["qemu-system-x86_64", "-M", "q35"], "ttyS0"),
 }
 
-LISTENER_OPTIONS = (
-    *("-o", f"extcap.udpdump.port:{frames.ZEP_PORT}", "-o", "extcap.udpdump.payload:zep"),
-    *("-o", "wpan.802154_fcs_ok:FALSE"),
-)
+# This end's tshark, with the plug-in as it is here.
+TSHARK = ("scripts/with-plugins", "packaging/wireshark", "tshark")
+LISTENER = ("-o", f"extcap.udpdump.port:{frames.ZEP_PORT}", "-o", "extcap.udpdump.payload:fennix")
 
 
 class Simulator:
@@ -299,11 +298,11 @@ class Bench:
         self.click(START)
         return self.wait_for_datagrams(count, begin)
 
-    def dissect(self):
+    def dissect(self, capture=CAPTURE):
         """What the guest's tshark makes of each packet captured so far."""
         fields = "-T fields -e frame.protocols -e _ws.col.Info"
         return self.guest.run(
-            f"tshark -C FENNIX -r {CAPTURE} {fields} 2> /dev/null", USER
+            f"tshark -C FENNIX -r {capture} {fields} 2> /dev/null", USER
         ).splitlines()
 
 
@@ -312,7 +311,7 @@ class Listener:
 
     def __init__(self, folder):
         self.capture = f"{folder}/remote.pcapng"
-        command = ["tshark", "-i", "udpdump", *LISTENER_OPTIONS, "-w", self.capture]
+        command = [*TSHARK, "-i", "udpdump", *LISTENER, "-w", self.capture]
         with open(f"{folder}/remote.log", "w", encoding="utf-8") as log:
             self.process = subprocess.Popen(command, stdout=log, stderr=log)
 
@@ -333,5 +332,6 @@ class Listener:
 
     def dissected(self):
         """How many of them Wireshark takes for frames or acknowledgements."""
-        command = ["tshark", *LISTENER_OPTIONS, "-r", self.capture, "-Y", "wpan || zep.type == 2"]
+        dissected = "(wpan && !wpan.fcs.bad) || zep.type == 2"
+        command = [*TSHARK, "-r", self.capture, "-Y", dissected]
         return len(subprocess.run(command, check=True, capture_output=True).stdout.splitlines())
