@@ -4,6 +4,7 @@
 root_packages=(mmdebstrap debian-archive-keyring iproute2)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/fennix
 keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+registry=/proc/sys/fs/binfmt_misc
 
 native_architecture=$(dpkg --print-architecture)
 native_suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
@@ -68,6 +69,18 @@ unpack_root()
     root=$(mktemp -d -p "${TMPDIR:-/var/tmp}" fennix-root.XXXXXX)
     trap 'as_root rm -rf --one-file-system "$root"' EXIT
     as_root tar -xf "$archive" -C "$root" --exclude='./dev/*'
+}
+
+# Has the kernel run programs of ARM by qemu-user; what is set up already stays as it is.
+enable_emulation()
+{
+    need_packages qemu-user-static binfmt-support arch-test
+    ! arch-test armhf > /dev/null || return 0
+    say "Setting this machine up to run programs of ARM"
+    [ -e "$registry/register" ] || as_root mount -t binfmt_misc binfmt_misc "$registry" \
+        || die "this machine's kernel knows no foreign programs (binfmt_misc)"
+    as_root update-binfmts --enable qemu-arm
+    arch-test armhf > /dev/null || die "this machine cannot run programs of ARM"
 }
 
 # Copies the project's own files into $root, as /build/fennix.

@@ -514,8 +514,8 @@ void WiresharkPluginTest::damagedCapturesAreReadToTheEnd()
             Tshark::fields(damaged, {"frame.number", "zep.version"}, {}, Tshark::PlugIn::None);
         QCOMPARE(with, without);
     }
-    Soak::printFigures(QString("%1 captures of %2 damaged packets, as many with the plug-in as "
-                               "without, no error of Lua")
+    Soak::printFigures(QString("%1: %2 captures of %3 packets, no error of Lua")
+                           .arg(QTest::currentDataTag())
                            .arg(seeds)
                            .arg(packets));
 }
