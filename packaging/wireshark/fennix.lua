@@ -1,5 +1,4 @@
--- Wireshark's plug-in for FENNIX: it has real check sequences checked and names missing frames.
--- Every datagram still goes to Wireshark's own ZEP dissector.
+-- Wireshark's plug-in for FENNIX: has real check sequences verified, and names missing frames.
 
 if package.loaded.fennix then return end -- Installed, and also given by -X lua_script.
 package.loaded.fennix = true
@@ -8,9 +7,8 @@ package.loaded.fennix = true
 -- ten reserved octets (0), length of the frame (6 at least). Acknowledgement: number.
 local data_pattern = "^EX\2\1(.)\0\0\0\0........(....)" .. ("\0"):rep(10) .. "([\6-\255])"
 local acknowledgement_pattern = "^EX\2\2(....)$"
-local header_size, mode_index, remembered_numbers = 32, 7, 16
--- How many frames in succession prove that a sender's check sequences are real, or are not.
-local fitting_frames, unfitting_frames = 3, 16
+local header_size, mode_index, default_port, remembered_numbers = 32, 7, 17754, 16
+local frames_to_trust, frames_to_distrust = 3, 16 -- A sender's check sequences; in succession.
 
 local fennix = Proto("fennix", "FENNIX")
 local missing_field = ProtoField.uint32("fennix.missing", "Missing before this frame")
@@ -19,10 +17,8 @@ local missing_expert = ProtoExpert.new("fennix.missing.expert", "Frames are miss
 fennix.fields, fennix.experts = { missing_field }, { missing_expert }
 local prefs, zep, udp_ports = fennix.prefs, Dissector.get("zep"), DissectorTable.get("udp.port")
 prefs.check_sequences = Pref.bool("Recognise check sequences", true, "Check an FCS that is real")
-prefs.port = Pref.uint("UDP port", 17754, "The port to which FENNIX sends")
-local taken_port, former_dissector, listener
-local senders -- In order of appearance.
-local ports -- The senders by source port; `latest` is the one of the port's latest frame.
+prefs.port = Pref.uint("UDP port", default_port, "The port to which FENNIX sends")
+local senders, ports, listener = {}, {}, nil -- In order of appearance; by source port.
 function fennix.init() senders, ports = {}, {} end
 
 -- CRC-16 of ITU-T as in IEEE 802.15.4, octet by octet; with a frame's own at its end it is 0.
@@ -36,22 +32,27 @@ local function fits(datagram)
     return crc == 0
 end
 
--- Whether the sender's check sequences were known to be real at that frame.
-local function are_real(sender, frame)
-    local count = #sender.changes
-    while count > 0 and sender.changes[count] > frame do count = count - 1 end
-    return count % 2 == 1
+-- The index of the last entry that begins at a number or before it. Entries ascend.
+local function find(entries, number)
+    local first, last = 0, #entries
+    while first < last do
+        local middle = math.ceil((first + last) / 2)
+        if entries[middle].from <= number then first = middle else last = middle - 1 end
+    end
+    return first
 end
+-- Whether the sender's check sequences were known to be real at that frame.
+local function are_real(sender, frame) return find(sender.changes, frame) % 2 == 1 end
 
--- Frames are looked at only when there are enough for a proof; the latest nearly always refutes it.
+-- Looks at frames only when there are enough for a change, the latest first; one refutes it.
 local function learn(sender, frame, datagram)
     local known, unproven = are_real(sender, frame), sender.unproven
     table.insert(unproven, datagram)
-    local refuting = #unproven
-    if refuting < (known and unfitting_frames or fitting_frames) then return end
-    while refuting > 0 and fits(unproven[refuting]) ~= known do refuting = refuting - 1 end
-    if refuting == 0 then table.insert(sender.changes, frame) end
-    sender.unproven = { table.unpack(unproven, refuting + 1) }
+    local last = #unproven
+    if last < (known and frames_to_distrust or frames_to_trust) then return end
+    while last > 0 and fits(unproven[last]) ~= known do last = last - 1 end
+    if last == 0 then table.insert(sender.changes, { from = frame }) end
+    sender.unproven = { table.unpack(unproven, last + 1) }
 end
 
 -- The number without the wrap at 2^32, as near to another one as can be.
@@ -59,29 +60,33 @@ local function unwrap(number, near)
     return near + (number - near + 0x80000000) % 0x100000000 - 0x80000000
 end
 
--- The source address follows the destination: what the port sent meanwhile from other addresses
--- is not missing.
-local function open_gap(sender, from, to, frame)
-    local missing = to - from + 1
-    for _, other in ipairs(ports[sender.port]) do
-        if other.frame > sender.frame then
-            local last = unwrap(other.number, to)
-            local first = last - (other.number - other.turn)
-            missing = missing - math.max(0, math.min(to, last) - math.max(from, first) + 1)
-        end
+-- Takes numbers out of pieces of gaps; returns whether any was in one.
+local function new_piece(gap, from, to) return { gap = gap, from = from, to = to } end
+local function take(pieces, from, to)
+    local index, found = find(pieces, to), false
+    while index > 0 and pieces[index].to >= from do
+        local piece = table.remove(pieces, index)
+        local gap, start, first = piece.gap, piece.from, math.max(from, piece.from)
+        local last = math.min(to, piece.to)
+        gap.missing = gap.missing - (last - first + 1)
+        if last < piece.to then table.insert(pieces, index, new_piece(gap, last + 1, piece.to)) end
+        if start < first then table.insert(pieces, index, new_piece(gap, start, first - 1)) end
+        index, found = index - 1, true
     end
-    if missing > 0 then sender.gaps[frame] = { from = from, to = to, missing = missing } end
+    return found
 end
 
--- Whether this is the number of a late frame, which makes its gap smaller.
-local function fill_gap(sender, number)
-    for frame, gap in pairs(sender.gaps) do
-        if gap.from <= number and number <= gap.to then
-            gap.missing = gap.missing - 1
-            if gap.missing == 0 then sender.gaps[frame] = nil end
-            return true
-        end
+-- What the port sent meanwhile from other addresses is not missing, nor is what has just come.
+local function open_gap(sender, from, to, frame)
+    local gap = { missing = to - from + 1 }
+    local pieces = { new_piece(gap, from, to) }
+    for _, other in ipairs(ports[sender.port]) do
+        local last = unwrap(other.number, to)
+        if other.frame > sender.frame then take(pieces, last - other.number + other.turn, last) end
     end
+    for _, number in pairs(sender.recent) do take(pieces, number, number) end
+    for _, piece in ipairs(pieces) do table.insert(sender.pieces, piece) end
+    sender.gaps[frame] = gap
 end
 
 -- Takes note of a number, unless it is doubled; returns whether it did.
@@ -94,15 +99,14 @@ local function note(sender, number, frame)
         for _, recent in pairs(sender.recent) do
             if recent == number then return false end
         end
-        if not fill_gap(sender, number) then -- The program was started again.
-            sender.number, sender.turn = number, number
+        if not take(sender.pieces, number, number) then -- The program was started again.
+            sender.number, sender.turn, sender.pieces = number, number, {}
         end
     elseif port.latest ~= sender then
         sender.turn = number
     end
     sender.number, sender.frame, port.latest = math.max(sender.number, number), frame, sender
-    sender.recent[sender.frames % remembered_numbers] = number
-    sender.frames = sender.frames + 1
+    sender.frames, sender.recent[sender.frames % remembered_numbers] = sender.frames + 1, number
     return true
 end
 
@@ -115,7 +119,7 @@ local function find_sender(pinfo, number, is_data)
     end
     if not is_data then return nil end
     local sender = { address = address, port = port, number = number - 1, frames = 0,
-        counts = {}, recent = {}, gaps = {}, changes = {}, unproven = {} }
+        counts = {}, recent = {}, pieces = {}, gaps = {}, changes = {}, unproven = {} }
     table.insert(ports[port], sender)
     table.insert(senders, sender)
     return sender
@@ -142,13 +146,13 @@ function fennix.dissector(tvb, pinfo, tree)
         local sender = find_sender(pinfo, number, is_new and channel)
         local is_whole = channel and #datagram == size and prefs.check_sequences
         if is_new and sender and note(sender, number, frame) then
-            sender.last = math.floor(pinfo.abs_ts)
+            sender.last = math.floor(math.max(0, math.min(pinfo.abs_ts, 1e11)))
             sender.first = sender.first or sender.last
             sender.counts[channel] = (sender.counts[channel] or 0) + 1
             if is_whole then learn(sender, frame, datagram) end
         end
         local gap = sender and sender.gaps[frame]
-        if gap then show_missing(gap.missing, tree) end
+        if gap and gap.missing > 0 then show_missing(gap.missing, tree) end
         if is_whole and (sender and are_real(sender, frame) or fits(datagram)) then
             local copy = tvb:bytes()
             copy:set_index(mode_index, 1)
@@ -163,24 +167,20 @@ local function summary()
     local text = "Address          Port Channels First     Last      Frames  Acks Missing Percent\n"
     local row = "%-15s %5d %-8s %-9s %-9s %6d %5d %7d %7.2f\n" -- Fits into Wireshark's window.
     for _, sender in ipairs(senders) do
-        local channels, missing = {}, 0
+        local channels, lost = {}, 0
         for channel = 0, 255 do table.insert(channels, sender.counts[channel] and channel) end
-        for _, gap in pairs(sender.gaps) do missing = missing + gap.missing end
-        local time = sender.last - sender.first < 86400 and "%H:%M:%S" or "%a %H:%M"
+        for _, gap in pairs(sender.gaps) do lost = lost + gap.missing end
+        local time = sender.last - sender.first < 86400 and "%H:%M:%S" or "%d. %H:%M"
         text = text .. row:format(tostring(sender.address), sender.port,
             table.concat(channels, ","), os.date(time, sender.first), os.date(time, sender.last),
-            sender.frames, sender.counts[false] or 0, missing,
-            100 * missing / (sender.frames + missing))
+            sender.frames, sender.counts[false] or 0, lost, 100 * lost / (sender.frames + lost))
     end
     return text
 end
 
 local function apply_preferences()
-    if prefs.port ~= taken_port then
-        if former_dissector then udp_ports:add(taken_port, former_dissector) end
-        taken_port, former_dissector = prefs.port, udp_ports:get_dissector(prefs.port)
-        udp_ports:set(taken_port, fennix) -- The port taken before is given up by this.
-    end
+    udp_ports:set(prefs.port, fennix) -- The port taken before is given up by this.
+    if prefs.port ~= default_port then udp_ports:add(default_port, zep) end
     if not gui_enabled() and prefs.summary and not listener then
         listener = Listener.new()
         function listener.draw() io.write(summary()) end

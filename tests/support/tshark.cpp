@@ -14,9 +14,7 @@ const QTemporaryDir &emptyFolder()
     return folder;
 }
 
-} // namespace
-
-void Tshark::start(QProcess *process, const QStringList &arguments, PlugIn plugIn)
+void startProgram(QProcess *process, const QStringList &command, Tshark::PlugIn plugIn)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // It belongs to the real machine, not to the mocked one, nor are its user's preferences
@@ -26,8 +24,26 @@ void Tshark::start(QProcess *process, const QStringList &arguments, PlugIn plugI
     environment.insert("WIRESHARK_CONFIG_DIR", emptyFolder().path());
     process->setProcessEnvironment(environment);
     const QString plugIns =
-        plugIn == PlugIn::Fennix ? QStringLiteral(PLUGIN_FOLDER) : emptyFolder().path();
-    process->start(WITH_PLUGINS, QStringList {plugIns, "tshark"} + arguments);
+        plugIn == Tshark::PlugIn::Fennix ? QStringLiteral(PLUGIN_FOLDER) : emptyFolder().path();
+    process->start(WITH_PLUGINS, QStringList {plugIns} + command);
+}
+
+} // namespace
+
+void Tshark::start(QProcess *process, const QStringList &arguments, PlugIn plugIn)
+{
+    startProgram(process, QStringList {"tshark"} + arguments, plugIn);
+}
+
+QByteArray Tshark::answers(const QByteArray &requests)
+{
+    QProcess process;
+    startProgram(&process, {"sharkd", "-"}, PlugIn::Fennix);
+    process.write(requests);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(patienceMs))
+        qFatal("sharkd does not end");
+    return process.readAllStandardOutput();
 }
 
 QByteArray Tshark::output(const QStringList &arguments, PlugIn plugIn)
@@ -36,7 +52,7 @@ QByteArray Tshark::output(const QStringList &arguments, PlugIn plugIn)
     start(&process, arguments, plugIn);
     const bool hasEnded = process.waitForFinished(patienceMs);
     const QByteArray complaints = process.readAllStandardError();
-    const QByteArray output = process.readAllStandardOutput();
+    QByteArray output = process.readAllStandardOutput();
     if (!hasEnded || process.exitCode() != 0 || complaints.contains("Lua")
         || output.contains("Lua Error"))
         qFatal("tshark %s: %s", qPrintable(arguments.join(' ')), complaints.constData());
@@ -50,7 +66,8 @@ QVector<QStringList> Tshark::fields(const QString &file, const QStringList &fiel
     for (const QString &field : fields)
         arguments += {"-e", field};
     QVector<QStringList> rows;
-    for (const QByteArray &line : output(arguments, plugIn).split('\n')) {
+    const QList<QByteArray> lines = output(arguments, plugIn).split('\n');
+    for (const QByteArray &line : lines) {
         if (!line.trimmed().isEmpty())
             rows.append(QString::fromUtf8(line).split('\t'));
     }

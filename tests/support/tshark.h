@@ -21,6 +21,9 @@ void start(QProcess *process, const QStringList &arguments, PlugIn plugIn = Plug
  */
 QByteArray output(const QStringList &arguments, PlugIn plugIn = PlugIn::Fennix);
 
+/** Returns what sharkd, Wireshark without a window, answers to @p requests, a line each. */
+QByteArray answers(const QByteArray &requests);
+
 /** Dissects @p file and returns the values of @p fields for each packet in which there are any. */
 QVector<QStringList> fields(const QString &file, const QStringList &fields,
                             const QStringList &options = {}, PlugIn plugIn = PlugIn::Fennix);
