@@ -111,7 +111,15 @@ count() { read_capture -Y "$1" | wc -l; }
 # The second pass knows of frames that came late.
 count_missing() { read_capture -2 -T fields -e fennix.missing | awk '{ sum += $1 } END { print sum + 0 }'; }
 
-has_captured() { [ "$(count zep)" -ge "$1" ]; }
+# has_captured_all COUNT: whether tshark has so many frames, or has had no other one for long
+has_captured_all()
+{
+    local now
+    now=$(count zep)
+    [ "$now" -eq "${captured:-0}" ] || standstill=0
+    captured=$now
+    ((now >= $1 || ++standstill > 20))
+}
 
 has_said() { grep -q "$1" "$output/simulator.log"; }
 
