@@ -1,6 +1,7 @@
 #include "connection.h"
 #include "message_capture.h"
 #include "mocked_machine.h"
+#include "patience.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
@@ -57,14 +58,14 @@ public:
     {
         const MessageCapture messages;
         device->send("HAN: " + text + '\n');
-        if (!QTest::qWaitFor([&] { return messages.contains("set channel"); }))
-            qFatal("the report was not read");
+        QTRY_VERIFY_WITH_TIMEOUT(messages.contains("set channel"), patienceMs());
     }
 
     /** Returns what the device has received, once it ends in @p ending. */
     QByteArray received(const QByteArray &ending) const
     {
-        const bool ended = QTest::qWaitFor([&] { return device->received().endsWith(ending); });
+        const bool ended =
+            QTest::qWaitFor([&] { return device->received().endsWith(ending); }, patienceMs());
         return ended ? device->received() : QByteArray();
     }
 
@@ -134,7 +135,7 @@ void CaptureControlTest::cleanup()
 void CaptureControlTest::startingSendsTheSniffCommand()
 {
     const ConnectedWindow test(m_device.get());
-    QTRY_VERIFY(m_device->received().endsWith("\nparms\n"));
+    QTRY_VERIFY_WITH_TIMEOUT(m_device->received().endsWith("\nparms\n"), patienceMs());
     m_device->clearReceived();
 
     test.click("OnBtn");
@@ -142,14 +143,14 @@ void CaptureControlTest::startingSendsTheSniffCommand()
     QVERIFY(!test.channelSelect->isEnabled());
     QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
     QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
-    QTRY_COMPARE(m_device->received(), QByteArray("\nsniff\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_device->received(), QByteArray("\nsniff\n"), patienceMs());
 }
 
 void CaptureControlTest::stoppingSendsTheIdleCommand()
 {
     const ConnectedWindow test(m_device.get());
     test.click("OnBtn");
-    QTRY_VERIFY(m_device->isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(m_device->isSniffing(), patienceMs());
     m_device->clearReceived();
 
     test.click("OffBtn");
@@ -157,7 +158,7 @@ void CaptureControlTest::stoppingSendsTheIdleCommand()
     QVERIFY(test.channelSelect->isEnabled());
     QVERIFY(test.find<QPushButton>("OnBtn")->isEnabled());
     QVERIFY(!test.find<QPushButton>("OffBtn")->isEnabled());
-    QTRY_COMPARE(m_device->received(), QByteArray("\nidle\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_device->received(), QByteArray("\nidle\n"), patienceMs());
 }
 
 void CaptureControlTest::startSetsTheDestination_data()
@@ -266,27 +267,27 @@ void CaptureControlTest::aMalformedAddressStillStartsTheCapture()
 
     test.click("OnBtn");
 
-    QTRY_VERIFY(m_device->isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(m_device->isSniffing(), patienceMs());
     QVERIFY(Connection::host.isNull());
 }
 
 void CaptureControlTest::changingTheChannelSendsThreeCommands()
 {
     const ConnectedWindow test(m_device.get());
-    QTRY_VERIFY(m_device->received().endsWith("\nparms\n"));
+    QTRY_VERIFY_WITH_TIMEOUT(m_device->received().endsWith("\nparms\n"), patienceMs());
     m_device->clearReceived();
 
     test.channelSelect->setCurrentText("15");
 
     QCOMPARE(test.received("\nidle\n"), QByteArray("\nchan 15\n\nsniff\n\nidle\n"));
-    QTRY_COMPARE(m_device->channel(), 15);
+    QTRY_COMPARE_WITH_TIMEOUT(m_device->channel(), 15, patienceMs());
     QVERIFY(!m_device->isSniffing());
 }
 
 void CaptureControlTest::aChannelThatIsNoNumberIsZero()
 {
     ConnectedWindow test(m_device.get());
-    QTRY_VERIFY(m_device->received().endsWith("\nparms\n"));
+    QTRY_VERIFY_WITH_TIMEOUT(m_device->received().endsWith("\nparms\n"), patienceMs());
     m_device->clearReceived();
 
     QVERIFY(QMetaObject::invokeMethod(&test.window, "changeChannel",
@@ -333,7 +334,7 @@ void CaptureControlTest::aReportIsShownWhileCapturing()
 {
     const ConnectedWindow test(m_device.get());
     test.click("OnBtn");
-    QTRY_VERIFY(m_device->isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(m_device->isSniffing(), patienceMs());
     m_device->clearReceived();
 
     test.report("21");
@@ -351,12 +352,12 @@ void CaptureControlTest::countsTheForwardedFrames()
     const auto *label = test.find<QLabel>("label_packetCount");
 
     test.click("OnBtn");
-    QTRY_VERIFY(receiver.count() >= 3);
+    QTRY_VERIFY_WITH_TIMEOUT(receiver.count() >= 3, patienceMs());
     test.click("OffBtn");
 
-    QTRY_VERIFY(!m_device->isSniffing());
-    QTRY_COMPARE(label->text(), QString::number(m_device->framesSent()));
-    QTRY_COMPARE(receiver.count(), m_device->framesSent());
+    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(label->text(), QString::number(m_device->framesSent()), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), m_device->framesSent(), patienceMs());
 }
 
 void CaptureControlTest::commandsByNumber_data()
@@ -374,12 +375,12 @@ void CaptureControlTest::commandsByNumber()
     QFETCH(int, number);
     QFETCH(QByteArray, command);
     ConnectedWindow test(m_device.get());
-    QTRY_VERIFY(m_device->received().endsWith("\nparms\n"));
+    QTRY_VERIFY_WITH_TIMEOUT(m_device->received().endsWith("\nparms\n"), patienceMs());
     m_device->clearReceived();
 
     QVERIFY(QMetaObject::invokeMethod(&test.window, "startStopSniffing", Q_ARG(int, number)));
 
-    QTRY_COMPARE(m_device->received(), command);
+    QTRY_COMPARE_WITH_TIMEOUT(m_device->received(), command, patienceMs());
     QVERIFY(test.find<QPushButton>("OnBtn")->isEnabled());
 }
 

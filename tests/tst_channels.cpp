@@ -178,7 +178,9 @@ QByteArray Station::said(const QByteArray &word)
         m_output += m_process.readAll();
         return m_output.indexOf(word);
     };
-    if (!QTest::qWaitFor([&] { return place() >= 0 && m_output.endsWith('\n'); }, patienceMs))
+    const auto hasSpoken = [&] { return place() >= 0 && m_output.endsWith('\n'); };
+    const auto hasEnded = [&] { return m_process.state() == QProcess::NotRunning; };
+    if (!QTest::qWaitFor([&] { return hasSpoken() || hasEnded(); }, patienceMs) || !hasSpoken())
         return QByteArray();
     const QByteArray rest = m_output.mid(place() + word.size());
     return rest.left(rest.indexOf('\n')).trimmed();

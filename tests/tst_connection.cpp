@@ -2,6 +2,7 @@
 #include "device_link.h"
 #include "mainwindow.h"
 #include "message_capture.h"
+#include "patience.h"
 #include "zep_receiver.h"
 
 #include <QMetaMethod>
@@ -149,7 +150,7 @@ void ConnectionTest::openingSetsTheLineParameters()
 
     QVERIFY(link.open());
 
-    QTRY_VERIFY(finder.port);
+    QTRY_VERIFY_WITH_TIMEOUT(finder.port, patienceMs());
     QCOMPARE(finder.port->baudRate(QSerialPort::Input), 38400);
     QCOMPARE(finder.port->baudRate(QSerialPort::Output), 38400);
     QCOMPARE(finder.port->dataBits(), QSerialPort::Data8);
@@ -222,7 +223,7 @@ void ConnectionTest::aHangUpIsOneDisconnect()
 
     link.device.hangUp();
 
-    QTRY_COMPARE(link.disconnected.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(link.disconnected.count(), 1, patienceMs());
     QCoreApplication::processEvents();
     QCOMPARE(link.disconnected.count(), 1);
     const QList<QByteArray> messages = link.log.messages().mid(3);
@@ -310,7 +311,7 @@ void ConnectionTest::sendsTheChannel()
 
     QVERIFY(link.deviceReceives(command));
     link.sendRecord(QByteArray(8 + 6, 'x'));
-    QTRY_COMPARE(receiver.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), 1, patienceMs());
     QCOMPARE(static_cast<int>(static_cast<quint8>(receiver.datagrams().first().at(4))), channel);
 }
 
@@ -339,7 +340,7 @@ void ConnectionTest::aFailedChannelCommandKeepsTheChannel()
 
     link.sendRecord(QByteArray(8 + 6, 'x'));
 
-    QTRY_COMPARE(receiver.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), 1, patienceMs());
     QCOMPARE(static_cast<int>(receiver.datagrams().first().at(4)), 11);
 }
 
@@ -377,7 +378,8 @@ void ConnectionTest::silentDeviceLeadsToAFirmwarePage()
     QVERIFY(link.open());
     link.probe.release();
 
-    QTRY_COMPARE(link.firmwarePages.count() + link.severalDevicesPages.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(link.firmwarePages.count() + link.severalDevicesPages.count(), 1,
+                              patienceMs());
 
     QVERIFY(sinceOpening.elapsed() >= noFirmwareTimeoutMs * 95 / 100);
     QCOMPARE(link.firmwarePages.count(), unambiguous ? 1 : 0);
@@ -395,7 +397,7 @@ void ConnectionTest::theChannelReportDisarmsTheProbe()
     // The first byte after the tag is proof enough.
     link.device.send("HAN: 1");
 
-    QTRY_VERIFY(link.connection.findChildren<QTimer *>().isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(link.connection.findChildren<QTimer *>().isEmpty(), patienceMs());
     QCOMPARE(link.firmwarePages.count(), 0);
     QCOMPARE(link.log.messages().count("Disconnected"), 0);
 }
@@ -408,7 +410,7 @@ void ConnectionTest::anEarlierProbeStaysArmed()
     QVERIFY(link.connection.openSerialPort(link.device.portPath()));
     link.probe.release();
 
-    QTRY_COMPARE(link.firmwarePages.count(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(link.firmwarePages.count(), 2, patienceMs());
 
     QCOMPARE(armedProbes(link.connection), 0);
 }
@@ -423,7 +425,7 @@ void ConnectionTest::anotherPortHasAProbeOfItsOwn()
     link.probe.release();
     other.probe.release();
 
-    QTRY_COMPARE(link.firmwarePages.count(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(link.firmwarePages.count(), 2, patienceMs());
     QCOMPARE(other.firmwarePages.count(), 0);
 }
 
@@ -434,13 +436,13 @@ void ConnectionTest::theReportDisarmsOnlyTheNewerProbe()
     link.connection.closeSerialPort();
     QVERIFY(link.connection.openSerialPort(link.device.portPath()));
 
-    QTRY_VERIFY(link.device.received().endsWith("\nparms\n"));
+    QTRY_VERIFY_WITH_TIMEOUT(link.device.received().endsWith("\nparms\n"), patienceMs());
     link.device.send("HAN: 11\n");
 
-    QTRY_COMPARE(link.channels.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(link.channels.count(), 1, patienceMs());
     QCOMPARE(armedProbes(link.connection), 1);
     link.probe.release();
-    QTRY_COMPARE(link.firmwarePages.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(link.firmwarePages.count(), 1, patienceMs());
     QCOMPARE(armedProbes(link.connection), 0);
 }
 
@@ -451,7 +453,7 @@ void ConnectionTest::closingDoesNotDisarmTheProbe()
     link.connection.closeSerialPort();
     link.probe.release();
 
-    QTRY_COMPARE(link.firmwarePages.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(link.firmwarePages.count(), 1, patienceMs());
 
     QCOMPARE(link.log.messages().count("Disconnected"), 1);
 }
@@ -465,7 +467,7 @@ void ConnectionTest::openingResetsThePacketCount()
         link.device.send("HAN: 11\n");
         link.sendRecord(QByteArray(20, 'x'));
         link.sendRecord(QByteArray(20, 'x'));
-        QTRY_COMPARE(link.packetCounts.count(), 2 * (pass + 1));
+        QTRY_COMPARE_WITH_TIMEOUT(link.packetCounts.count(), 2 * (pass + 1), patienceMs());
         link.connection.closeSerialPort();
     }
 

@@ -1,5 +1,6 @@
 #include "capture_file.h"
 #include "mocked_machine.h"
+#include "patience.h"
 #include "simulated_device.h"
 #include "tshark_capture.h"
 #include "window_under_test.h"
@@ -21,8 +22,6 @@ using Kind = MockedMachine::Kind;
 namespace {
 
 constexpr int longestAcknowledgement = 5;
-/** What a replay at the line's rate and a slow tshark may take together. */
-constexpr int captureTimeoutMs = 60000;
 
 /** Well-formed traffic, then frames of every length that a radio sends. */
 QVector<QByteArray> framesOfEveryLength()
@@ -81,7 +80,7 @@ void EndToEndTest::startCapture(const WindowUnderTest &test, int channel)
     test.click("devConnectButton");
     // Taking over the device's channel ends a capture that was started before.
     const auto *channelSelect = test.find<QComboBox>("channelSelect");
-    QTRY_COMPARE(channelSelect->currentText(), QString::number(channel));
+    QTRY_COMPARE_WITH_TIMEOUT(channelSelect->currentText(), QString::number(channel), patienceMs());
     test.find<QLineEdit>("remoteIpInput")->clear();
     test.click("OnBtn");
 }
@@ -115,7 +114,7 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
 
     startCapture(test, channel);
 
-    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), frames.size(), captureTimeoutMs);
+    QCOMPARE(m_tshark->await(frames.size()), frames.size());
     const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
     const quint32 first = packets.first().sequenceNumber;
     for (int i = 0; i < frames.size(); ++i) {
@@ -134,7 +133,6 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
         QVERIFY2(packet.protocols.contains(":udp:fennix:zep:wpan"), qPrintable(packet.protocols));
     }
     QCOMPARE(test.find<QLabel>("label_packetCount")->text(), QString::number(frames.size()));
-    test.click("devDisconnectButton");
 }
 
 void EndToEndTest::aRestartOfTheFirmwareResumes()
@@ -143,18 +141,18 @@ void EndToEndTest::aRestartOfTheFirmwareResumes()
     m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
     const WindowUnderTest test;
     startCapture(test);
-    QTRY_VERIFY_WITH_TIMEOUT(m_tshark->packets().size() >= 3, captureTimeoutMs);
+    QVERIFY(m_tshark->await(3) >= 3);
 
     device.restart();
-    QTRY_VERIFY(!device.isSniffing());
-    QTRY_VERIFY(device.isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
+    QTRY_VERIFY_WITH_TIMEOUT(device.isSniffing(), patienceMs());
     const int before = device.framesSent();
-    QTRY_VERIFY(device.framesSent() >= before + 3);
+    QTRY_VERIFY_WITH_TIMEOUT(device.framesSent() >= before + 3, patienceMs());
     test.click("OffBtn");
-    QTRY_VERIFY(!device.isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
 
     // The half record is lost, every complete one has arrived.
-    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), device.framesSent(), captureTimeoutMs);
+    QCOMPARE(m_tshark->await(device.framesSent()), device.framesSent());
     QCOMPARE(test.log.messages().count("[warning] watchdog"), 1);
     const QVector<QByteArray> frames = Traffic::builtIn().frames();
     const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
@@ -162,7 +160,6 @@ void EndToEndTest::aRestartOfTheFirmwareResumes()
         if (ZepReceiver::isData(packet.payload))
             QVERIFY(frames.contains(packet.payload.mid(ZepReceiver::dataHeaderSize)));
     }
-    test.click("devDisconnectButton");
 }
 
 void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
@@ -176,12 +173,12 @@ void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
     const QByteArray frame = Traffic::builtIn().frames().last();
     const QByteArray record = SimulatedDevice::frameRecord(frame);
     device.send("HAN: 11\n" + record + record.left(record.size() / 2));
-    QTRY_COMPARE_WITH_TIMEOUT(m_tshark->packets().size(), 1, captureTimeoutMs);
+    QCOMPARE(m_tshark->await(1), 1);
 
     m_machine->unplug("ttyUSB0");
     device.hangUp();
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
     QCOMPARE(test.log.messages().count("Disconnected"), 1);
     QCOMPARE(m_tshark->packets().size(), 1);
@@ -191,8 +188,7 @@ void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
     m_machine->plugIn(Kind::Mirzel, "ttyUSB0", again.portPath());
     test.click("refreshComButton");
     startCapture(test);
-    QTRY_VERIFY_WITH_TIMEOUT(m_tshark->packets().size() >= 3, captureTimeoutMs);
-    test.click("devDisconnectButton");
+    QVERIFY(m_tshark->await(3) >= 3);
 }
 
 void EndToEndTest::severalDevicesListInOrder()

@@ -1,6 +1,7 @@
 #include "flashing_tool.h"
 #include "message_capture.h"
 #include "mocked_machine.h"
+#include "patience.h"
 #include "simulated_device.h"
 #include "soak.h"
 #include "window_under_test.h"
@@ -28,6 +29,7 @@ namespace {
 
 /** What a gigabyte may take to be printed. */
 constexpr int talkTimeoutMs = 600000;
+constexpr int shortTalkTimeoutMs = 20000;
 
 constexpr char printFunction[] = "void MainWindow::PrintStdOutput()";
 
@@ -193,7 +195,7 @@ void FirmwareUpdateTest::silentFirmwareLeadsToTheInstallation()
     test.click("devConnectButton");
     QCOMPARE(test.page(), QByteArray("pageConnected"));
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNoFirmware"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNoFirmware"), patienceMs());
 
     QCOMPARE(test.find<QLabel>("label_firmwareStatus")->text(),
              QString("Click the button to install sniffer firmware to the Mirzel."));
@@ -207,7 +209,7 @@ void FirmwareUpdateTest::failingFirmwareLeadsToTheInstallation()
     const WindowUnderTest test;
     test.click("devConnectButton");
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNoFirmware"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNoFirmware"), patienceMs());
 
     QCOMPARE(test.find<QLabel>("label_firmwareStatus")->text(),
              QString("Click the button to install sniffer firmware to the Vostrel."));
@@ -226,16 +228,16 @@ void FirmwareUpdateTest::severalDevicesLeadToTheirOwnPage()
     const auto *button = test.find<QPushButton>("continueBtn");
     test.click("devConnectButton");
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNoFirmwareTooManyDev"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNoFirmwareTooManyDev"), patienceMs());
     QVERIFY(!button->isEnabled());
     // The poll goes on for as long as there are two.
-    QTRY_COMPARE(runningTimers(test.window).size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(runningTimers(test.window).size(), 1, patienceMs());
     QSignalSpy polls(runningTimers(test.window).constFirst(), &QTimer::timeout);
-    QTRY_VERIFY(polls.count() >= 2);
+    QTRY_VERIFY_WITH_TIMEOUT(polls.count() >= 2, patienceMs());
     QVERIFY(!button->isEnabled());
 
     m_machine->unplug("ttyUSB1");
-    QTRY_VERIFY(button->isEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), patienceMs());
     QCOMPARE(MainWindow::numberOfDevices, 1);
 
     // Nothing counts the devices any more, and the button stays as it is.
@@ -325,10 +327,10 @@ void FirmwareUpdateTest::installsTheNewestFile()
 
     QCOMPARE(test.status->text(),
              QString("Installing firmware new.GCF (this should take < 1 min)"));
-    QTRY_COMPARE(tool.runs().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, patienceMs());
     QCOMPARE(tool.runs().constFirst().at(2), QString("/usr/share/fennix/fw/new.GCF"));
     tool.release();
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
 }
 
 void FirmwareUpdateTest::commandLineDependsOnTheDevice_data()
@@ -355,7 +357,7 @@ void FirmwareUpdateTest::commandLineDependsOnTheDevice()
 
     QVERIFY(test.isInstalling());
     QCOMPARE(test.status->text(), QString(installing));
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
     QCOMPARE(tool.runs(), QList<QStringList>({arguments}));
 }
 
@@ -388,8 +390,8 @@ void FirmwareUpdateTest::theEndAfterAnUnknownDeviceArrivesTwice()
 
     test.click("installFwBtn");
 
-    QTRY_COMPARE(test.status->text(), QString(done));
-    QTRY_VERIFY(test.window.findChildren<QProcess *>().isEmpty());
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
+    QTRY_VERIFY_WITH_TIMEOUT(test.window.findChildren<QProcess *>().isEmpty(), patienceMs());
     QVERIFY(test.backButton->isEnabled());
     // So does the output, of which the second slot finds nothing left.
     QCOMPARE(printed(messages), QStringList({"\"flashed\\n\"", "\"\""}));
@@ -397,8 +399,8 @@ void FirmwareUpdateTest::theEndAfterAnUnknownDeviceArrivesTwice()
     // The next run has a child of its own, connected once.
     test.call("showFirmwareUpdatePage");
     test.click("installFwBtn");
-    QTRY_COMPARE(tool.runs().size(), 2);
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 2, patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
     QCOMPARE(printed(messages), QStringList({"\"flashed\\n\"", "\"\"", "\"flashed\\n\""}));
 }
 
@@ -424,18 +426,18 @@ void FirmwareUpdateTest::reportsTheOutcome()
     const FlashingTool tool(script);
     const FirmwareWindow test("Mirzel");
     test.click("installFwBtn");
-    QTRY_COMPARE(tool.runs().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, patienceMs());
     QVERIFY(test.isInstalling());
     QCOMPARE(test.status->text(), QString(installing));
     QCOMPARE(test.window.findChild<QProcess *>()->openMode(), QIODevice::ReadWrite);
 
     tool.release();
 
-    QTRY_COMPARE(test.status->text(), QString(succeeds ? done : failed));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(succeeds ? done : failed), patienceMs());
     QCOMPARE(test.installButton->isEnabled(), !succeeds);
     QVERIFY(test.backButton->isEnabled());
     QCOMPARE(test.page(), QByteArray("pageNoFirmware"));
-    QTRY_VERIFY(test.window.findChildren<QProcess *>().isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(test.window.findChildren<QProcess *>().isEmpty(), patienceMs());
 }
 
 void FirmwareUpdateTest::aCrashWithoutAnExitCodeIsAnError()
@@ -457,10 +459,10 @@ void FirmwareUpdateTest::aRunAfterAnErrorCanSucceed()
     const FirmwareWindow test("Mirzel");
 
     test.click("installFwBtn");
-    QTRY_COMPARE(test.status->text(), QString(failed));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(failed), patienceMs());
     test.click("installFwBtn");
 
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
     QCOMPARE(tool.runs().size(), 2);
 }
 
@@ -469,7 +471,7 @@ void FirmwareUpdateTest::leavingThePageDisconnects()
     const FlashingTool tool("exit 0");
     const FirmwareWindow test("Mirzel");
     test.click("installFwBtn");
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
 
     test.click("backBtn");
 
@@ -482,7 +484,7 @@ void FirmwareUpdateTest::aToolThatHangsLeavesTheRestUsable()
     const FlashingTool tool("await");
     const FirmwareWindow test("Mirzel");
     test.click("installFwBtn");
-    QTRY_COMPARE(tool.runs().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, patienceMs());
 
     test.action("Help", "About")->trigger();
     QCOMPARE(test.page(), QByteArray("pageAbout"));
@@ -494,7 +496,7 @@ void FirmwareUpdateTest::aToolThatHangsLeavesTheRestUsable()
     QVERIFY(test.isInstalling());
     QCOMPARE(test.status->text(), QString(installing));
     tool.release();
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
     QVERIFY(test.backButton->isEnabled());
 }
 
@@ -507,10 +509,10 @@ void FirmwareUpdateTest::aDirectoryThatVanishesIsTheToolsTrouble()
     test.click("installFwBtn");
 
     QCOMPARE(test.status->text(), QString("Installing firmware  (this should take < 1 min)"));
-    QTRY_COMPARE(tool.runs().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, patienceMs());
     QCOMPARE(tool.runs().constFirst().at(2), QString("/usr/share/fennix/fw/"));
     tool.release();
-    QTRY_COMPARE(test.status->text(), QString(failed));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(failed), patienceMs());
     QVERIFY(test.installButton->isEnabled());
     QVERIFY(test.backButton->isEnabled());
 
@@ -538,7 +540,8 @@ void FirmwareUpdateTest::aTalkativeToolCostsNoMemory()
 
     test.click("installFwBtn");
 
-    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), talkTimeoutMs);
+    const int patience = patienceMs(Soak::portion(talkTimeoutMs, shortTalkTimeoutMs));
+    QVERIFY(QTest::qWaitFor([&] { return test.status->text() == done; }, patience));
     // Of each two bytes the second one is a line feed, which the trace writes as two.
     const qint64 printedBytes = redirection.isEmpty() ? megabytes * Q_INT64_C(1048576) / 2 * 3 : 0;
     QVERIFY(messages.size() >= printedBytes);
@@ -554,11 +557,12 @@ void FirmwareUpdateTest::printsTheOutputInPieces()
                             + "; printf '%s' " + line);
     const FirmwareWindow test("Mirzel");
     test.click("installFwBtn");
-    QTRY_COMPARE(printed(messages), QStringList({"\"erase \\\"all\\\"\\n\""}));
+    QTRY_COMPARE_WITH_TIMEOUT(printed(messages), QStringList({"\"erase \\\"all\\\"\\n\""}),
+                              patienceMs());
 
     tool.release();
 
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
     QString rest = printed(messages).mid(1).join(QString());
     rest.remove('"');
     QCOMPARE(rest, QString::fromLatin1(line + "\\n" + line));
@@ -588,7 +592,7 @@ void FirmwareUpdateTest::neverReadsTheErrorOutput()
 
     test.click("installFwBtn");
 
-    QTRY_COMPARE(test.status->text(), QString(done));
+    QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
     QCOMPARE(printed(messages), QStringList({"\"flashed\\n\""}));
 }
 
@@ -600,7 +604,7 @@ void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
 
     test.click("installFwBtn");
     const auto *child = test.window.findChild<QProcess *>();
-    QTRY_COMPARE(child->state(), QProcess::NotRunning);
+    QTRY_COMPARE_WITH_TIMEOUT(child->state(), QProcess::NotRunning, patienceMs());
     QCOMPARE(child->error(), QProcess::FailedToStart);
     qputenv("PATH", path);
 

@@ -1,6 +1,7 @@
 #include "footprint.h"
 #include "mocked_machine.h"
 #include "no_traces.h"
+#include "patience.h"
 #include "simulated_device.h"
 #include "soak.h"
 #include "window_under_test.h"
@@ -88,7 +89,7 @@ void LineEnduranceTest::verifyGrowth(const Holding &before, const QObject &windo
     constexpr int varyingKilobytes = 64;
     const Holding after(window);
     // The mocked machine closes its own end of a port a moment later.
-    QTRY_VERIFY(Footprint::openDescriptors() <= before.descriptors);
+    QTRY_VERIFY_WITH_TIMEOUT(Footprint::openDescriptors() <= before.descriptors, patienceMs());
     QCOMPARE(after.objects, before.objects);
     const int grown = after.allocatedKilobytes - before.allocatedKilobytes;
     QVERIFY2(grown <= connects + varyingKilobytes, QByteArray::number(grown));
@@ -116,10 +117,10 @@ void LineEnduranceTest::fiftyDevicesAreListed()
     box->setCurrentIndex(devices - 1);
     test.connectToDevice();
     test.startCapture(*plugged[size_t(number)]);
-    QTRY_VERIFY(test.find<QLabel>("label_packetCount")->text().toInt() >= 3);
+    QTRY_VERIFY_WITH_TIMEOUT(test.find<QLabel>("label_packetCount")->text().toInt() >= 3,
+                             patienceMs());
     for (int other = 0; other < devices; ++other)
         QCOMPARE(plugged[size_t(other)]->received().isEmpty(), other != number);
-    test.click("devDisconnectButton");
 }
 
 void LineEnduranceTest::plugInAndOut(const WindowUnderTest &test, int channel)
@@ -131,12 +132,13 @@ void LineEnduranceTest::plugInAndOut(const WindowUnderTest &test, int channel)
     test.connectToDevice();
     const NoTraces noTraces;
     test.startCapture(device);
-    QTRY_VERIFY(test.find<QLabel>("label_packetCount")->text().toInt() >= 1);
+    QTRY_VERIFY_WITH_TIMEOUT(test.find<QLabel>("label_packetCount")->text().toInt() >= 1,
+                             patienceMs());
 
     m_machine->unplug("ttyUSB0");
     device.hangUp();
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
 }
 
@@ -146,7 +148,7 @@ void LineEnduranceTest::startStopAndChange(const WindowUnderTest &test, Simulate
     QSignalSpy commands(device, &SimulatedDevice::commandReceived);
     const auto executes = [&commands](const QByteArray &last) {
         while (commands.isEmpty() || commands.constLast().constFirst() != last) {
-            if (!commands.wait())
+            if (!commands.wait(patienceMs()))
                 return false;
         }
         commands.clear();
@@ -195,9 +197,8 @@ void LineEnduranceTest::startsStopsAndChannelChangesLeaveNothingBehind()
     startStopAndChange(test, &device, rounds);
 
     verifyGrowth(before, test.window, 0);
-    QTRY_COMPARE(test.find<QLabel>("label_packetCount")->text(),
-                 QString::number(device.framesSent()));
-    test.click("devDisconnectButton");
+    QTRY_COMPARE_WITH_TIMEOUT(test.find<QLabel>("label_packetCount")->text(),
+                              QString::number(device.framesSent()), patienceMs());
 }
 
 QTEST_MAIN(LineEnduranceTest)

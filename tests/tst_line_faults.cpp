@@ -1,5 +1,6 @@
 #include "flashing_tool.h"
 #include "mocked_machine.h"
+#include "patience.h"
 #include "port_holder.h"
 #include "pseudo_terminal.h"
 #include "simulated_device.h"
@@ -125,7 +126,6 @@ void LineFaultsTest::verifyConnects(const WindowUnderTest &test)
 {
     test.connectToDevice();
     QCOMPARE(test.page(), QByteArray("pageConnected"));
-    test.click("devDisconnectButton");
 }
 
 void LineFaultsTest::aPulledDeviceLeadsToTheStartPage_data()
@@ -146,12 +146,12 @@ void LineFaultsTest::aPulledDeviceLeadsToTheStartPage()
     test.connectToDevice();
     if (sniffs) {
         test.startCapture(device);
-        QTRY_VERIFY(count->text().toInt() >= 3);
+        QTRY_VERIFY_WITH_TIMEOUT(count->text().toInt() >= 3, patienceMs());
     }
 
     pull(&device);
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     const QList<QByteArray> logged = logAfterConnect(test);
     QCOMPARE(logged.size(), 2);
     QVERIFY2(logged.first().startsWith("Critical Error: "), logged.first());
@@ -161,7 +161,7 @@ void LineFaultsTest::aPulledDeviceLeadsToTheStartPage()
     QVERIFY(!test.find<QPushButton>("OffBtn")->isEnabled());
     QVERIFY(test.find<QComboBox>("channelSelect")->isEnabled());
     // What was counted has been sent; the last record may be lost on its way from the device.
-    QTRY_COMPARE(receiver.count(), count->text().toInt());
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), count->text().toInt(), patienceMs());
     QVERIFY(device.framesSent() - receiver.count() <= 1);
 }
 
@@ -188,14 +188,14 @@ void LineFaultsTest::theProbeOfAPulledDeviceStillEnds()
         plugIn(third, "ttyUSB2");
     WindowUnderTest test;
     test.click("devConnectButton");
-    QTRY_COMPARE(device.received(), QByteArray(greeting));
+    QTRY_COMPARE_WITH_TIMEOUT(device.received(), QByteArray(greeting), patienceMs());
 
     pull(&device);
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), others);
     test.probe.release();
-    QTRY_COMPARE(test.page(), page);
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), page, patienceMs());
     QCOMPARE(test.log.messages().count("Disconnected"), 1);
     test.click(others == 1 ? "backBtn" : "backBtn_6");
     QCOMPARE(test.page(), QByteArray("pageNotConnected"));
@@ -212,15 +212,15 @@ void LineFaultsTest::aDevicePulledDuringTheInstallationIsAnError()
     test.probe.release();
     const auto *status = test.find<QLabel>("label_firmwareStatus");
     test.click("devConnectButton");
-    QTRY_COMPARE(test.page(), QByteArray("pageNoFirmware"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNoFirmware"), patienceMs());
     test.click("installFwBtn");
-    QTRY_COMPARE(tool.runs().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, patienceMs());
     QCOMPARE(status->text(), QString("Installing firmware fw.bin (this should take < 1 min)"));
 
     pull(&device);
 
     // The page does not look at the device: it shows what becomes of the tool.
-    QTRY_COMPARE(status->text(), QString("Firmware install error."));
+    QTRY_COMPARE_WITH_TIMEOUT(status->text(), QString("Firmware install error."), patienceMs());
     QCOMPARE(test.page(), QByteArray("pageNoFirmware"));
     QVERIFY(test.find<QPushButton>("installFwBtn")->isEnabled());
     test.click("backBtn");
@@ -336,7 +336,7 @@ void LineFaultsTest::aLineThatBreaksUnderACommandIsOneDisconnect()
     else
         test.click(button);
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCoreApplication::processEvents();
     QCOMPARE(test.log.messages().count("Disconnected"), 1);
     QVERIFY(test.find<QPushButton>("OnBtn")->isEnabled());
@@ -356,7 +356,7 @@ void LineFaultsTest::aLineThatBreaksInTheMiddleOfAWriteIsOneDisconnect()
     m_machine->unplug("ttyUSB0");
     line.hangUp();
 
-    QTRY_COMPARE(test.page(), QByteArray("pageNotConnected"));
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCoreApplication::processEvents();
     QCOMPARE(test.log.messages().count("Disconnected"), 1);
 }

@@ -2,6 +2,7 @@
 #include "mocked_machine.h"
 #include "no_traces.h"
 #include "parser_model.h"
+#include "patience.h"
 #include "simulated_device.h"
 #include "soak.h"
 #include "window_under_test.h"
@@ -73,8 +74,7 @@ void sendAndAwait(const QByteArray &bytes, SimulatedDevice *device)
 {
     const MessageCapture messages;
     device->send(bytes);
-    if (!QTest::qWaitFor([&] { return !messages.messages().isEmpty(); }))
-        qFatal("nothing is read");
+    QTRY_VERIFY_WITH_TIMEOUT(!messages.messages().isEmpty(), patienceMs());
 }
 
 /** A capture that runs: the window, its only device, and who receives. */
@@ -87,12 +87,6 @@ public:
         , channelSelect(find<QComboBox>("channelSelect"))
     {
         start();
-    }
-
-    ~RunningCapture()
-    {
-        if (page() == "pageConnected")
-            click("devDisconnectButton");
     }
 
     void start() const
@@ -162,8 +156,8 @@ void LineNoiseTest::aMinuteOfNoiseIsReadAsItsBytesSay()
 
     device.send(stream + "HAN: 20\n");
 
-    QTRY_COMPARE(test.channelSelect->currentText(), QString("20"));
-    QTRY_COMPARE(test.receiver.count(), test.counted());
+    QTRY_COMPARE_WITH_TIMEOUT(test.channelSelect->currentText(), QString("20"), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.receiver.count(), test.counted(), patienceMs());
     const QVector<QByteArray> expected =
         expectedDatagrams(stream, test.receiver.datagrams().first());
     QCOMPARE(test.receiver.count(), expected.size());
@@ -213,11 +207,11 @@ void LineNoiseTest::noiseCanSayWhatADeviceSays()
     device.send(bytes);
     if (page == "pageConnected") {
         device.send(SimulatedDevice::frameRecord(plainFrame()));
-        QTRY_COMPARE(test.counted(), sent + 1);
+        QTRY_COMPARE_WITH_TIMEOUT(test.counted(), sent + 1, patienceMs());
     }
 
-    QTRY_COMPARE(test.page(), page);
-    QTRY_COMPARE(device.received(), commands);
+    QTRY_COMPARE_WITH_TIMEOUT(test.page(), page, patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(device.received(), commands, patienceMs());
     QCOMPARE(test.channelSelect->currentText(), channel);
     // The window takes the capture for running, whatever the device has been told.
     QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
@@ -230,18 +224,18 @@ void LineNoiseTest::aRestartSoonAfterAnotherResumes()
     plugIn(device);
     const RunningCapture test(&device);
     const NoTraces noTraces;
-    QTRY_VERIFY(test.counted() >= 3);
+    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= 3, patienceMs());
 
     device.restart();
     device.restart();
 
-    QTRY_COMPARE(test.log.messages().count("[warning] watchdog"), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(test.log.messages().count("[warning] watchdog"), 2, patienceMs());
     const int before = test.counted();
-    QTRY_VERIFY(test.counted() >= before + 3);
+    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= before + 3, patienceMs());
     test.click("OffBtn");
-    QTRY_VERIFY(!device.isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
     // The two half records are lost, and nothing else.
-    QTRY_COMPARE(test.receiver.count(), device.framesSent());
+    QTRY_COMPARE_WITH_TIMEOUT(test.receiver.count(), device.framesSent(), patienceMs());
     QCOMPARE(test.receiver.frames().count(plainFrame()), test.receiver.count());
 }
 
@@ -250,13 +244,13 @@ void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
     SimulatedDevice device(deviceThatHears({plainFrame()}));
     plugIn(device);
     const RunningCapture test(&device);
-    QTRY_VERIFY(test.counted() >= 3);
+    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= 3, patienceMs());
     device.clearReceived();
 
     // Restarted in a record, and again while it prints the prompt.
     device.setFirmware(SimulatedDevice::Firmware::Sniffer);
     const int before = device.framesSent();
-    QTRY_COMPARE(test.counted(), before);
+    QTRY_COMPARE_WITH_TIMEOUT(test.counted(), before, patienceMs());
     sendAndAwait(SimulatedDevice::frameRecord(plainFrame()).left(12) + "[vos" + "[vostrel]",
                  &device);
 
@@ -267,13 +261,13 @@ void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
     const NoTraces noTraces;
     test.click("OffBtn");
     test.click("OnBtn");
-    QTRY_VERIFY(test.counted() >= before + 3);
+    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= before + 3, patienceMs());
     test.click("OffBtn");
-    QTRY_VERIFY(!device.isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
     QCOMPARE(test.log.messages().count("[warning] watchdog"), 0);
     QCOMPARE(device.received(), QByteArray("\nidle\n\nsniff\n\nidle\n"));
     // The first frame afterwards ends the half record, which goes out instead of it.
-    QTRY_COMPARE(test.receiver.count(), device.framesSent());
+    QTRY_COMPARE_WITH_TIMEOUT(test.receiver.count(), device.framesSent(), patienceMs());
     QCOMPARE(test.receiver.frames().count(plainFrame()), test.receiver.count() - 1);
 }
 
@@ -308,13 +302,13 @@ void LineNoiseTest::aRecordWithoutEndHidesWhatFollows()
 
     if (reconnects) {
         test.click("devDisconnectButton");
-        QTRY_VERIFY(!device.isSniffing());
+        QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
         test.start();
     }
     const NoTraces noTraces;
     device.send(recovery + SimulatedDevice::frameRecord(plainFrame()));
 
-    QTRY_COMPARE(test.receiver.frames(), frames);
+    QTRY_COMPARE_WITH_TIMEOUT(test.receiver.frames(), frames, patienceMs());
     QCOMPARE(test.counted(), frames.size());
     QCOMPARE(test.channelSelect->currentText(), QString("11"));
     QCOMPARE(test.page(), QByteArray("pageConnected"));

@@ -1,9 +1,11 @@
 #include "connection.h"
 #include "message_capture.h"
 #include "mocked_machine.h"
+#include "patience.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
 
+#include <QAbstractButton>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QMenuBar>
@@ -301,27 +303,40 @@ void MainWindowTest::everyLinkOpensTheManual()
     QFETCH(QByteArray, browser);
     QFETCH(QUrl, link);
     const Viewer viewer;
-    const WindowUnderTest test;
+    WindowUnderTest test;
 
-    emit test.find<QTextBrowser>(browser)->anchorClicked(link);
+    test.call("wiresharkHelp");
+    auto *text = test.find<QTextBrowser>(browser);
+    text->show();
+    text->setHtml("<a href=\"" + link.toString() + "\">a link</a>");
+    text->moveCursor(QTextCursor::NextCharacter);
+    const QPoint place = text->cursorRect().center();
+    QCOMPARE(text->anchorAt(place), link.toString());
+
+    QTest::mouseClick(text->viewport(), Qt::LeftButton, Qt::KeyboardModifiers(), place);
 
     QCOMPARE(viewer.opened, QList<QUrl>({QUrl(manualUrl)}));
+    // The browser itself has gone nowhere.
+    QCOMPARE(text->source(), QUrl());
 }
 
 void MainWindowTest::leavesTheConnectionOpen()
 {
     SimulatedDevice device({});
     m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
+    const PortGuard ports;
+    const HeldProbe probe;
+    const MessageCapture messages;
     {
-        const WindowUnderTest test;
-        test.connectToDevice();
-        QVERIFY(!test.window.findChild<Connection *>());
+        const MainWindow window;
+        window.findChild<QAbstractButton *>("devConnectButton")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(messages.contains("set channel:  11"), patienceMs());
+        QVERIFY(!window.findChild<Connection *>());
     }
 
     // Only the end of the process closes the port: the device can still talk to it.
-    const MessageCapture messages;
     device.send("HAN: 12\n");
-    QTRY_VERIFY(messages.contains("set channel:  12"));
+    QTRY_VERIFY_WITH_TIMEOUT(messages.contains("set channel:  12"), patienceMs());
     QCOMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
     device.hangUp();
     m_machine.unplug("ttyUSB0");

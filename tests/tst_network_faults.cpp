@@ -1,6 +1,7 @@
 #include "mocked_machine.h"
 #include "network.h"
 #include "no_traces.h"
+#include "patience.h"
 #include "simulated_device.h"
 #include "tshark_capture.h"
 #include "window_under_test.h"
@@ -41,7 +42,6 @@ class Capture : public WindowUnderTest
 {
 public:
     Capture() { connectToDevice(); }
-    ~Capture() { click("devDisconnectButton"); }
 
     void start(const QString &destination) const
     {
@@ -132,11 +132,11 @@ void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses()
     QVERIFY2(tshark.start(&error), qPrintable(error));
     const Capture test;
     test.start(FarMachine::address);
-    QTRY_VERIFY(arrived.size() >= several);
+    QTRY_VERIFY_WITH_TIMEOUT(arrived.size() >= several, patienceMs());
 
     Network::configure({fault});
     const int before = counted(test);
-    QTRY_VERIFY(test.logged(refusal) >= several);
+    QTRY_VERIFY_WITH_TIMEOUT(test.logged(refusal) >= several, patienceMs());
     QCOMPARE(counted(test), before);
     QCOMPARE(test.page(), QByteArray("pageConnected"));
 
@@ -144,11 +144,12 @@ void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses()
         m_far->layCable();
     else
         Network::configure({repair});
-    QTRY_VERIFY(arrived.size() >= before + several);
+    QTRY_VERIFY_WITH_TIMEOUT(arrived.size() >= before + several, patienceMs());
     test.click("OffBtn");
-    QTRY_VERIFY(!m_device->isSniffing());
-    QTRY_COMPARE(counted(test) + test.logged(refusal), m_device->framesSent());
-    QTRY_COMPARE(arrived.size(), counted(test));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(counted(test) + test.logged(refusal), m_device->framesSent(),
+                              patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), counted(test), patienceMs());
 
     // Each one that was refused has used up a number.
     const quint32 first = ZepReceiver::sequenceNumber(arrived.first());
@@ -160,7 +161,7 @@ void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses()
              static_cast<quint32>(m_device->framesSent() - 1));
 
     // The analyser says how many that were.
-    QTRY_COMPARE(tshark.packets().size(), arrived.size());
+    QCOMPARE(tshark.await(arrived.size()), arrived.size());
     int missing = 0;
     for (const TsharkCapture::Packet &packet : tshark.packets())
         missing += packet.missing;
@@ -180,20 +181,20 @@ void NetworkFaultsTest::whatIsLostFurtherOnIsCounted()
     auto receiver = std::make_unique<ZepReceiver>();
     const Capture test;
     test.start("127.0.0.1");
-    QTRY_VERIFY(receiver->count() >= several);
+    QTRY_VERIFY_WITH_TIMEOUT(receiver->count() >= several, patienceMs());
 
     receiver.reset();
     Network::configure({fault});
     const int before = counted(test);
-    QTRY_VERIFY(counted(test) >= before + several);
+    QTRY_VERIFY_WITH_TIMEOUT(counted(test) >= before + several, patienceMs());
     QCOMPARE(test.logged(refusal), 0);
 
     Network::configure({"link set lo up"});
     const ZepReceiver again;
-    QTRY_VERIFY(again.count() >= several);
+    QTRY_VERIFY_WITH_TIMEOUT(again.count() >= several, patienceMs());
     test.click("OffBtn");
-    QTRY_VERIFY(!m_device->isSniffing());
-    QTRY_COMPARE(counted(test), m_device->framesSent());
+    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(counted(test), m_device->framesSent(), patienceMs());
 }
 
 void NetworkFaultsTest::aHostThatDoesNotAnswerFillsTheSendBuffer()
@@ -203,9 +204,9 @@ void NetworkFaultsTest::aHostThatDoesNotAnswerFillsTheSendBuffer()
     const Capture test;
     test.start(FarMachine::address);
     test.click("OffBtn");
-    QTRY_VERIFY(!m_device->isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
     sendFrames(1);
-    QTRY_COMPARE(arrived.size(), m_device->framesSent() + 1);
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), m_device->framesSent() + 1, patienceMs());
     const int before = counted(test);
     m_far->configure({"address delete 192.0.2.2/24 dev cable-end"});
     // The machine is asked for often enough to be there again before it is given up.
@@ -213,16 +214,17 @@ void NetworkFaultsTest::aHostThatDoesNotAnswerFillsTheSendBuffer()
         {"ntable change name arp_cache dev cable mcast_probes 10", "neighbour flush dev cable"});
 
     sendFrames(frames);
-    QTRY_COMPARE(counted(test) + test.logged(noRoom), before + frames);
+    QTRY_COMPARE_WITH_TIMEOUT(counted(test) + test.logged(noRoom), before + frames, patienceMs());
     QVERIFY(test.logged(noRoom) > 0);
     QCOMPARE(arrived.size(), before);
 
     // It is asked for every second; what waits for it arrives late.
     m_far->configure({"address add 192.0.2.2/24 dev cable-end"});
-    QTRY_COMPARE(arrived.size(), counted(test));
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), counted(test), patienceMs());
     sendFrames(1);
-    QTRY_COMPARE(counted(test) + test.logged(noRoom), before + frames + 1);
-    QTRY_COMPARE(arrived.size(), counted(test));
+    QTRY_COMPARE_WITH_TIMEOUT(counted(test) + test.logged(noRoom), before + frames + 1,
+                              patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), counted(test), patienceMs());
     // The numbers of those that found no room are used up.
     QCOMPARE(ZepReceiver::sequenceNumber(arrived.last())
                  - ZepReceiver::sequenceNumber(arrived.first()),
@@ -234,15 +236,19 @@ void NetworkFaultsTest::theSendBufferIsEmptiedWhenAHostIsGivenUp()
     const Capture test;
     test.start("192.0.2.3");
     test.click("OffBtn");
-    QTRY_VERIFY(!m_device->isSniffing());
+    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
 
     // Traces would take a slow machine so long that the host is given up before the buffer is full.
     const NoTraces noTraces;
     sendFrames(400);
-    QTRY_VERIFY(test.logged(noRoom) > 0);
+    QTRY_VERIFY_WITH_TIMEOUT(test.logged(noRoom) > 0, patienceMs());
     const int full = counted(test);
 
-    QTRY_VERIFY_WITH_TIMEOUT((sendFrames(1), counted(test) > full), givenUpMs);
+    const auto findsRoom = [&] {
+        sendFrames(1);
+        return counted(test) > full;
+    };
+    QVERIFY(QTest::qWaitFor(findsRoom, patienceMs(givenUpMs)));
 }
 
 void NetworkFaultsTest::aTextThatIsNoAddressLeadsToThisMachine_data()
@@ -263,13 +269,13 @@ void NetworkFaultsTest::aTextThatIsNoAddressLeadsToThisMachine()
     for (const QString &text : qAsConst(texts)) {
         const int before = counted(test);
         test.start(text);
-        QTRY_VERIFY(counted(test) >= before + several);
+        QTRY_VERIFY_WITH_TIMEOUT(counted(test) >= before + several, patienceMs());
         test.click("OffBtn");
-        QTRY_VERIFY(!m_device->isSniffing());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
     }
 
-    QTRY_COMPARE(counted(test), m_device->framesSent());
-    QTRY_VERIFY(receiver.count() >= several);
+    QTRY_COMPARE_WITH_TIMEOUT(counted(test), m_device->framesSent(), patienceMs());
+    QTRY_VERIFY_WITH_TIMEOUT(receiver.count() >= several, patienceMs());
     QCOMPARE(test.logged(refusal), 0);
 }
 

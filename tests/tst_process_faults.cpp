@@ -1,6 +1,7 @@
 #include "flashing_tool.h"
 #include "held_probe.h"
 #include "mocked_machine.h"
+#include "patience.h"
 #include "screen.h"
 #include "simulated_device.h"
 #include "window_under_test.h"
@@ -26,7 +27,7 @@ using Simulator::SimulatedDevice;
 namespace {
 
 /** A program's start takes its time on a busy machine. */
-constexpr int startTimeoutMs = 30000;
+constexpr int startTimeoutMs = 12000;
 
 constexpr char lockFile[] = "/run/lock/LCK..ttyUSB0";
 
@@ -119,7 +120,7 @@ public:
     ~Program() override
     {
         kill();
-        waitForFinished();
+        waitForFinished(patienceMs());
     }
 
 protected:
@@ -152,6 +153,9 @@ private slots:
     void theDisplayServersEndLeavesAnInstallationAlone();
 
 private:
+    /** Waits for the first datagram. */
+    bool isCapturing() const;
+
     std::unique_ptr<MockedMachine> m_machine;
     std::unique_ptr<SimulatedDevice> m_device;
     std::unique_ptr<ZepReceiver> m_receiver;
@@ -176,6 +180,12 @@ void ProcessFaultsTest::cleanup()
     m_receiver.reset();
     m_machine.reset();
     m_device.reset();
+    loseSomePatience();
+}
+
+bool ProcessFaultsTest::isCapturing() const
+{
+    return QTest::qWaitFor([&] { return m_receiver->count() > 0; }, patienceMs(startTimeoutMs));
 }
 
 void ProcessFaultsTest::capturesWithoutItsStandardStreams_data()
@@ -192,7 +202,7 @@ void ProcessFaultsTest::capturesWithoutItsStandardStreams()
 {
     QFETCH(Streams, streams);
     const Program program(*m_screen, "capture", streams);
-    QTRY_VERIFY_WITH_TIMEOUT(m_receiver->count() > 0, startTimeoutMs);
+    QVERIFY(isCapturing());
 
     // Each restart is a line of the log, and these are more than it keeps back.
     m_device->clearReceived();
@@ -200,20 +210,20 @@ void ProcessFaultsTest::capturesWithoutItsStandardStreams()
     m_device->send(QByteArray("[vostrel]").repeated(restarts));
 
     const QByteArray recovery = "\nidle\n\nsniff\n";
-    QTRY_COMPARE(m_device->received(), recovery.repeated(restarts));
+    QTRY_COMPARE_WITH_TIMEOUT(m_device->received(), recovery.repeated(restarts), patienceMs());
     const int before = m_receiver->count();
-    QTRY_VERIFY(m_receiver->count() > before);
+    QTRY_VERIFY_WITH_TIMEOUT(m_receiver->count() > before, patienceMs());
     QCOMPARE(program.state(), QProcess::Running);
 }
 
 void ProcessFaultsTest::endsWithTheDisplayServer()
 {
     Program program(*m_screen, "capture");
-    QTRY_VERIFY_WITH_TIMEOUT(m_receiver->count() > 0, startTimeoutMs);
+    QVERIFY(isCapturing());
 
     m_screen.reset();
 
-    QVERIFY(program.waitForFinished());
+    QVERIFY(program.waitForFinished(patienceMs()));
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.exitCode(), 1);
     const QByteArray errors = program.readAllStandardError();
@@ -228,7 +238,7 @@ void ProcessFaultsTest::endsWithTheDisplayServer()
     m_receiver = std::make_unique<ZepReceiver>();
     m_screen = std::make_unique<Screen>();
     const Program next(*m_screen, "capture");
-    QTRY_VERIFY_WITH_TIMEOUT(m_receiver->count() > 0, startTimeoutMs);
+    QVERIFY(isCapturing());
 }
 
 void ProcessFaultsTest::theDisplayServersEndLeavesAnInstallationAlone()
@@ -237,14 +247,14 @@ void ProcessFaultsTest::theDisplayServersEndLeavesAnInstallationAlone()
     FirmwareDirectory::addFile("fw.bin", QDateTime::currentDateTime());
     const FlashingTool tool(R"(await; yes | head -c 300000; touch "$folder/ended")");
     Program program(*m_screen, "install");
-    QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, startTimeoutMs);
+    QVERIFY(QTest::qWaitFor([&] { return !tool.runs().isEmpty(); }, patienceMs(startTimeoutMs)));
 
     m_screen.reset();
 
-    QVERIFY(program.waitForFinished());
+    QVERIFY(program.waitForFinished(patienceMs()));
     QCOMPARE(program.exitCode(), 1);
     tool.release();
-    QTRY_VERIFY(tool.hasLeft("ended"));
+    QTRY_VERIFY_WITH_TIMEOUT(tool.hasLeft("ended"), patienceMs());
 }
 
 int main(int argc, char *argv[])

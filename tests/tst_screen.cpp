@@ -1,5 +1,6 @@
 #include "flashing_tool.h"
 #include "mocked_machine.h"
+#include "patience.h"
 #include "readability.h"
 #include "screen.h"
 #include "text_cuts.h"
@@ -21,7 +22,7 @@ namespace {
 constexpr QSize formSize(718, 534);
 
 /** A program's start takes its time on a busy machine. */
-constexpr int startTimeoutMs = 30000;
+constexpr int startTimeoutMs = 12000;
 
 void say(const QString &text)
 {
@@ -106,6 +107,7 @@ class ScreenTest : public QObject
     Q_OBJECT
 
 private slots:
+    void cleanup() { loseSomePatience(); }
     void everythingScalesTogether_data();
     void everythingScalesTogether();
     void theUsersOwnScalingGoesBefore();
@@ -142,7 +144,7 @@ void ScreenTest::everythingScalesTogether()
 
     start(&program, "look");
 
-    QVERIFY(program.waitForFinished());
+    QVERIFY(program.waitForFinished(patienceMs(startTimeoutMs)));
     QCOMPARE(program.exitCode(), 0);
     const QList<QByteArray> lines = program.readAllStandardOutput().split('\n');
     const QSizeF expected = QSizeF(formSize) * resolution / 96;
@@ -164,7 +166,7 @@ void ScreenTest::theUsersOwnScalingGoesBefore()
 
     start(&program, "look");
 
-    QVERIFY(program.waitForFinished());
+    QVERIFY(program.waitForFinished(patienceMs(startTimeoutMs)));
     QCOMPARE(program.readAllStandardOutput().split('\n').at(0), QByteArray("1077 801"));
 }
 
@@ -187,7 +189,7 @@ void ScreenTest::aDarkDesktopIsReadable()
 
     start(&program, "look");
 
-    QVERIFY(program.waitForFinished());
+    QVERIFY(program.waitForFinished(patienceMs(startTimeoutMs)));
     const QList<QByteArray> lines = program.readAllStandardOutput().split('\n');
     QCOMPARE(lines.at(1), QByteArray());
     QCOMPARE(lines.at(2), QByteArray());
@@ -214,17 +216,19 @@ void ScreenTest::quittingLetsAnInstallationFinish()
     program.setProcessEnvironment(environment);
     start(&program, way);
     QByteArray said;
-    QTRY_VERIFY_WITH_TIMEOUT((said += program.readAll()).contains("Installing firmware fw.bin"),
-                             startTimeoutMs);
+    const auto installs = [&] {
+        return (said += program.readAll()).contains("Installing firmware fw.bin");
+    };
+    QVERIFY(QTest::qWaitFor(installs, patienceMs(startTimeoutMs)));
     QVERIFY(m_screen.shows("FENNIX"));
 
     program.write("\n");
 
-    QTRY_VERIFY(!m_screen.shows("FENNIX"));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.shows("FENNIX"), patienceMs());
     QCOMPARE(program.state(), QProcess::Running);
     QVERIFY(!tool.hasLeft("ended"));
     tool.release();
-    QVERIFY(program.waitForFinished());
+    QVERIFY(program.waitForFinished(patienceMs()));
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.exitCode(), 0);
     QVERIFY(tool.hasLeft("ended"));

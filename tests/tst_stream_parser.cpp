@@ -1,6 +1,7 @@
 #include "device_link.h"
 #include "mainwindow.h"
 #include "message_capture.h"
+#include "patience.h"
 
 #include <QLoggingCategory>
 #include <QRandomGenerator>
@@ -165,7 +166,7 @@ public:
     {
         QSignalSpy calls(&messages, &MessageCapture::captured);
         device.send(bytes);
-        return !calls.isEmpty() || calls.wait();
+        return !calls.isEmpty() || calls.wait(patienceMs());
     }
 
     /** Feeds the recovery prompt and waits until the parser has obeyed it. */
@@ -173,7 +174,7 @@ public:
     {
         const int before = restarts();
         device.send(recovery);
-        return QTest::qWaitFor([&] { return restarts() == before + 1; });
+        return QTest::qWaitFor([&] { return restarts() == before + 1; }, patienceMs());
     }
 
     int restarts() const { return log.messages().count("[warning] watchdog"); }
@@ -287,7 +288,7 @@ void StreamParserTest::withoutAnEarForTheTraceEverythingElseStays()
 
     QLoggingCategory::setFilterRules("default.debug=false");
     link.device.send(hex("01 02 aabb 04") + "HAN: 12\n");
-    const bool arrived = QTest::qWaitFor([&] { return link.channels.size() == 1; });
+    const bool arrived = QTest::qWaitFor([&] { return link.channels.size() == 1; }, patienceMs());
     QLoggingCategory::setFilterRules(QString());
 
     QVERIFY(arrived);
@@ -343,7 +344,7 @@ void StreamParserTest::failureLeavesTheProbeArmed()
     QCOMPARE(link.firmwarePages.count(), 1);
     link.probe.release();
 
-    QTRY_COMPARE(link.firmwarePages.count(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(link.firmwarePages.count(), 2, patienceMs());
 
     QCOMPARE(link.log.messages().count("Disconnected"), 1);
     QCOMPARE(link.device.received(), QByteArray("\nidle\n"));

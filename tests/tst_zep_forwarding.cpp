@@ -1,5 +1,6 @@
 #include "device_link.h"
 #include "message_capture.h"
+#include "patience.h"
 #include "set_clock.h"
 #include "zep_receiver.h"
 
@@ -70,7 +71,7 @@ QByteArray ZepForwardingTest::forward(const QByteArray &record)
     if (!link.openConfirmed())
         return {};
     link.sendRecord(record);
-    const bool arrived = QTest::qWaitFor([&] { return receiver.count() == 1; });
+    const bool arrived = QTest::qWaitFor([&] { return receiver.count() == 1; }, patienceMs());
     return arrived ? receiver.datagrams().first() : QByteArray();
 }
 
@@ -180,7 +181,7 @@ void ZepForwardingTest::sequenceNumbersRunOnAcrossReconnects()
     for (int pass = 1; pass <= 3; ++pass) {
         QVERIFY(link.openConfirmed());
         link.sendRecord(QByteArray(20, 'x'));
-        QTRY_COMPARE(receiver.count(), pass);
+        QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), pass, patienceMs());
         link.connection.closeSerialPort();
     }
 
@@ -198,7 +199,7 @@ void ZepForwardingTest::carriesTheChannel()
     link.device.send("HAN: 26\n");
     link.sendRecord(QByteArray(20, 'x'));
 
-    QTRY_COMPARE(receiver.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), 1, patienceMs());
     QCOMPARE(static_cast<int>(receiver.datagrams().first().at(4)), 0x1A);
 }
 
@@ -210,11 +211,11 @@ void ZepForwardingTest::readsTheDestinationAtEachSend()
     QVERIFY(link.openConfirmed());
 
     link.sendRecord(QByteArray(20, 'x'));
-    QTRY_COMPARE(here.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(here.count(), 1, patienceMs());
     Connection::host = QHostAddress("127.0.0.2");
     link.sendRecord(QByteArray(20, 'x'));
 
-    QTRY_COMPARE(there.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(there.count(), 1, patienceMs());
     QCOMPARE(here.count(), 1);
 }
 
@@ -227,7 +228,7 @@ void ZepForwardingTest::aRefusedDatagramIsOnlyLogged()
         // The socket is made for the first datagram, and cannot be made.
         const NoMoreDescriptors limit;
         link.sendRecord(QByteArray(20, 'x'));
-        QTRY_COMPARE(link.log.messages().size(), 4);
+        QTRY_COMPARE_WITH_TIMEOUT(link.log.messages().size(), 4, patienceMs());
     }
 
     const QByteArray message = link.log.messages().constLast();
@@ -237,7 +238,7 @@ void ZepForwardingTest::aRefusedDatagramIsOnlyLogged()
 
     // The lost record is not sent again, and not counted.
     link.sendRecord(QByteArray(20, 'y'));
-    QTRY_COMPARE(receiver.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), 1, patienceMs());
     QCOMPARE(receiver.frames(), QVector<QByteArray>({QByteArray(12, 'y')}));
     QCOMPARE(link.packetCounts.first().first().toUInt(), 1U);
 }

@@ -1,5 +1,7 @@
 #include "device_link.h"
 
+#include "patience.h"
+
 #include <QTest>
 
 namespace {
@@ -25,8 +27,7 @@ DeviceLink::DeviceLink()
 
 DeviceLink::~DeviceLink()
 {
-    // The connection leaves its port open when it goes.
-    connection.closeSerialPort();
+    loseSomePatience();
 }
 
 bool DeviceLink::open()
@@ -35,8 +36,8 @@ bool DeviceLink::open()
     if (!connection.openSerialPort(device.portPath()))
         return false;
     // The idle command of an earlier close may be on its way still.
-    const bool greeted =
-        QTest::qWaitFor([&] { return device.received().endsWith("\nidle\n\nparms\n"); });
+    const bool greeted = QTest::qWaitFor(
+        [&] { return device.received().endsWith("\nidle\n\nparms\n"); }, patienceMs());
     if (!greeted)
         return false;
     device.clearReceived();
@@ -48,7 +49,7 @@ bool DeviceLink::openConfirmed()
     if (!open())
         return false;
     device.send("HAN: 11\n");
-    if (channels.isEmpty() && !channels.wait())
+    if (channels.isEmpty() && !channels.wait(patienceMs()))
         return false;
     channels.clear();
     return true;
@@ -56,7 +57,7 @@ bool DeviceLink::openConfirmed()
 
 bool DeviceLink::deviceReceives(const QByteArray &bytes)
 {
-    return QTest::qWaitFor([&] { return device.received() == bytes; });
+    return QTest::qWaitFor([&] { return device.received() == bytes; }, patienceMs());
 }
 
 void DeviceLink::sendRecord(const QByteArray &record)

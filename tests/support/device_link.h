@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "held_probe.h"
 #include "log_capture.h"
+#include "port_guard.h"
 #include "simulated_device.h"
 
 #include <QSignalSpy>
@@ -41,4 +42,7 @@ public:
     QSignalSpy firmwarePages;
     QSignalSpy severalDevicesPages;
     QSignalSpy otherDevices;
+
+private:
+    PortGuard m_ports;
 };

@@ -1,5 +1,6 @@
 #include "tshark_capture.h"
 
+#include "patience.h"
 #include "tshark.h"
 #include "zep_receiver.h"
 
@@ -13,6 +14,9 @@ namespace {
 constexpr char probe[] = "is anybody there?";
 
 constexpr int startTimeoutMs = 60000;
+
+/** The longest that a slow tshark makes wait for the next datagram. */
+constexpr int pauseMs = 10000;
 
 enum Field {
     Payload,
@@ -88,6 +92,16 @@ bool TsharkCapture::start(QString *error)
         ? m_tshark.errorString()
         : QString::fromLocal8Bit(m_tshark.readAllStandardError()).simplified();
     return false;
+}
+
+int TsharkCapture::await(int count)
+{
+    int captured = 0;
+    const auto hasMore = [&] { return packets().size() > captured; };
+    do {
+        captured = packets().size();
+    } while (captured < count && QTest::qWaitFor(hasMore, patienceMs(pauseMs)));
+    return captured;
 }
 
 const QVector<TsharkCapture::Packet> &TsharkCapture::packets()

@@ -36,6 +36,9 @@ public:
      */
     bool start(QString *error);
 
+    /** Waits for @p count datagrams for as long as some come; returns how many there are. */
+    int await(int count);
+
     /** Returns what has been captured so far, in order. */
     const QVector<Packet> &packets();
 

@@ -1,11 +1,13 @@
 #include "window_under_test.h"
 
 #include "message_capture.h"
+#include "patience.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QProcess>
 #include <QStackedWidget>
 #include <QVector>
 
@@ -17,6 +19,19 @@ WindowUnderTest::WindowUnderTest()
     window.show();
     if (!QTest::qWaitForWindowExposed(&window))
         qFatal("the window does not show");
+}
+
+WindowUnderTest::~WindowUnderTest()
+{
+    loseSomePatience();
+    if (!QTest::currentTestFailed())
+        return;
+    // The window would wait for an installation that nobody lets go on.
+    const auto processes = window.findChildren<QProcess *>();
+    for (QProcess *process : processes) {
+        process->kill();
+        process->waitForFinished();
+    }
 }
 
 MainWindow *WindowUnderTest::ofTheProgram()
@@ -32,8 +47,7 @@ MainWindow *WindowUnderTest::ofTheProgram()
 void WindowUnderTest::click(const char *button) const
 {
     auto *widget = find<QAbstractButton>(button);
-    if (!widget->isVisible())
-        qFatal("%s is not on the page shown", button);
+    QVERIFY2(widget->isVisible(), button);
     QTest::mouseClick(widget, Qt::LeftButton);
 }
 
@@ -41,16 +55,14 @@ void WindowUnderTest::connectToDevice() const
 {
     const MessageCapture messages;
     click("devConnectButton");
-    if (!QTest::qWaitFor([&] { return messages.contains("set channel"); }))
-        qFatal("the device has not reported its channel");
+    QTRY_VERIFY_WITH_TIMEOUT(messages.contains("set channel"), patienceMs());
 }
 
 void WindowUnderTest::startCapture(const Simulator::SimulatedDevice &device) const
 {
     find<QLineEdit>("remoteIpInput")->clear();
     click("OnBtn");
-    if (!QTest::qWaitFor([&] { return device.isSniffing(); }))
-        qFatal("the device does not sniff");
+    QTRY_VERIFY_WITH_TIMEOUT(device.isSniffing(), patienceMs());
 }
 
 QAction *WindowUnderTest::action(const char *menu, const char *entry) const

@@ -4,6 +4,7 @@
 #include "link_finder.h"
 #include "log_capture.h"
 #include "mainwindow.h"
+#include "port_guard.h"
 #include "simulated_device.h"
 
 #include <QTest>
@@ -13,12 +14,14 @@ class QAction;
 
 /**
  * The real window, shown, with its log; a test works it as a user would. It waits for
- * a device's channel report until the test releases the probe.
+ * a device's channel report until the test releases the probe. Its end also ends what a
+ * test leaves behind: an open port and, if it has failed, an installation.
  */
 class WindowUnderTest
 {
 public:
     WindowUnderTest();
+    ~WindowUnderTest();
     Q_DISABLE_COPY(WindowUnderTest)
 
     /** Returns the window of a main() that runs in this process, or null. */
@@ -61,4 +64,7 @@ public:
     MainWindow window;
     /** What the window has logged since it was built: main() switches the log on then, too. */
     LogCapture log;
+
+private:
+    PortGuard m_ports;
 };
