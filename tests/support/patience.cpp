@@ -10,12 +10,12 @@ int failures = 0;
 
 int patienceMs(int ordinary)
 {
-    return QTest::currentTestFailed() ? 0 : ordinary >> failures;
+    return QTest::currentTestFailed() ? 0 : ordinary >> (2 * failures);
 }
 
 void loseSomePatience()
 {
-    constexpr int mostThatMatter = 16;
+    constexpr int mostThatMatter = 8;
     if (QTest::currentTestFailed() && failures < mostThatMatter)
         ++failures;
 }
