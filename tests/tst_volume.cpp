@@ -25,7 +25,7 @@ constexpr int framesOfADay = bytesOfADay / (bytesAroundAFrame + meanFrame);
 
 constexpr int parts = 10;
 
-constexpr int longestStallMs = 30000;
+constexpr int longestStallMs = 20000;
 
 /** What the heap may keep more at one look than at another. */
 constexpr int slackKilobytes = 512;
