@@ -16,14 +16,17 @@ namespace {
 const QLatin1String firmwareDirectory("/usr/share/fennix/fw/");
 const QLatin1String flashingTool("/usr/bin/Ostraflash_sniffer");
 
-/** An installation takes less than a minute. */
-constexpr int installationPatienceMs = 2 * 60 * 1000;
-
 /** Returns the names of the firmware files, newest first. */
 QStringList firmwareFiles(const QDir &directory)
 {
     const QStringList patterns = {QStringLiteral("*.bin"), QStringLiteral("*.GCF")};
     return directory.entryList(patterns, QDir::Files, QDir::Time);
+}
+
+/** Returns whether the flashing tool is at work; without a process it is not. */
+bool isRunning(const QProcess *process)
+{
+    return process && process->state() != QProcess::NotRunning;
 }
 
 } // namespace
@@ -103,14 +106,15 @@ void MainWindow::startFwUpdate()
         tr("Installing firmware %1 (this should take < 1 min)").arg(file));
 }
 
-/** Keeps the process alive for an installation under way; the window itself is gone at once. */
+/** Keeps the program alive for an installation under way; the window disappears at once. */
 void MainWindow::finishInstallation()
 {
-    if (!flasherProcess)
+    if (!isRunning(flasherProcess))
         return;
     hide();
     // The event loop has ended, and nothing else would tell a Wayland desktop.
     QGuiApplication::sync();
-    // The tool's end may have been among the events: then there is no process any more.
-    FlashingProcess::letFinish(flasherProcess, installationPatienceMs);
+    // The tool's end may have been among the events: firmwareUpdateFinished() has run then.
+    if (isRunning(flasherProcess))
+        FlashingProcess::letFinish(*flasherProcess);
 }

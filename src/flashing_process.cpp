@@ -2,12 +2,12 @@
 
 #include <csignal>
 
-void FlashingProcess::letFinish(QProcess *process, int patienceMs)
+void FlashingProcess::letFinish(QProcess &process, int patienceMs)
 {
-    if (!process || process->state() == NotRunning || process->waitForFinished(patienceMs))
+    if (process.state() == NotRunning || process.waitForFinished(patienceMs))
         return;
     static QProcess *leftToItself;
-    leftToItself = process;
+    leftToItself = &process;
     leftToItself->setParent(nullptr);
 }
 

@@ -13,12 +13,15 @@ class FlashingProcess : public QProcess
 public:
     using QProcess::QProcess;
 
+    /** How long the program's end waits for the tool: an installation takes less than a minute. */
+    static constexpr int installationPatienceMs = 2 * 60 * 1000;
+
     /**
      * Reads what @p process writes until it has ended, for up to @p patienceMs; its signals
-     * arrive. If it is still at work then, it is left to itself: it has no owner any more
-     * and is never destroyed, since a QProcess kills in its destructor. Null is nothing to do.
+     * arrive. If it still runs then, it is left to itself: it loses its parent and is never
+     * destroyed, since a QProcess kills in its destructor. Returns at once if it does not run.
      */
-    static void letFinish(QProcess *process, int patienceMs);
+    static void letFinish(QProcess &process, int patienceMs = installationPatienceMs);
 
 protected:
     void setupChildProcess() override;

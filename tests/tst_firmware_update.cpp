@@ -8,7 +8,9 @@
 
 #include <QAction>
 #include <QComboBox>
+#include <QDeadlineTimer>
 #include <QLabel>
+#include <QPointer>
 #include <QProcess>
 #include <QPushButton>
 #include <QThread>
@@ -16,10 +18,12 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <memory>
 
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 using Kind = Simulator::MockedMachine::Kind;
 using Simulator::MockedMachine;
@@ -120,6 +124,56 @@ private:
 
 qint64 CountedMessages::characters;
 
+/** Returns whether the child has exited, even if its QProcess does not know yet. */
+bool hasExited(const QProcess &child)
+{
+    siginfo_t info = {};
+    const auto id = static_cast<id_t>(child.processId());
+    const int result = waitid(P_PID, id, &info, WEXITED | WNOHANG | WNOWAIT);
+    // Without pidfd, Qt's handler of SIGCHLD has already collected the child.
+    return result == -1 || info.si_pid != 0;
+}
+
+/** Waits for that without delivering an event. */
+bool waitUntilExited(const QProcess &child)
+{
+    const QDeadlineTimer deadline(patienceMs());
+    while (!hasExited(child)) {
+        if (deadline.hasExpired())
+            return false;
+        QThread::msleep(10);
+    }
+    return true;
+}
+
+/** Calls a function when a MainWindow is hidden, not when what is left of one is destroyed. */
+class HideWatch : public QObject
+{
+public:
+    explicit HideWatch(std::function<void()> hidden)
+        : m_hidden(std::move(hidden))
+    { }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Hide && qobject_cast<MainWindow *>(watched))
+            m_hidden();
+        return false;
+    }
+
+private:
+    std::function<void()> m_hidden;
+};
+
+/** Collects what @p status says whenever @p child ends, until it is destroyed with the window. */
+std::shared_ptr<QStringList> outcomesOf(const QProcess *child, const QLabel *status)
+{
+    auto outcomes = std::make_shared<QStringList>();
+    QObject::connect(child, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), status,
+                     [outcomes, status] { outcomes->append(status->text()); });
+    return outcomes;
+}
+
 QStringList printed(const MessageCapture &messages)
 {
     QStringList texts;
@@ -167,6 +221,9 @@ private slots:
     void neverReadsTheErrorOutput();
     void aMissingSudoLeavesThePageInstalling();
     void quittingJustWhenTheToolEndsIsPossible();
+    void theToolMayEndWhileTheWindowDisappears();
+    void quittingHidesTheWindowForARunningTool_data();
+    void quittingHidesTheWindowForARunningTool();
 
 private:
     std::unique_ptr<MockedMachine> m_machine;
@@ -472,11 +529,15 @@ void FirmwareUpdateTest::leavingThePageDisconnects()
     const FirmwareWindow test("Mirzel");
     test.click("installFwBtn");
     QTRY_COMPARE_WITH_TIMEOUT(test.status->text(), QString(done), patienceMs());
+    m_machine->plugIn(Kind::Vostrel, "ttyAMA0", "/dev/null");
 
     test.click("backBtn");
 
     QCOMPARE(test.page(), QByteArray("pageNotConnected"));
-    QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 1);
+    // The ports have been scanned again: the test's own entry has given way to the board.
+    const auto *box = test.find<QComboBox>("usbComboBox");
+    QCOMPARE(box->count(), 1);
+    QCOMPARE(box->itemText(0), QString("Vostrel"));
 }
 
 void FirmwareUpdateTest::aToolThatHangsLeavesTheRestUsable()
@@ -614,17 +675,78 @@ void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
 
 void FirmwareUpdateTest::quittingJustWhenTheToolEndsIsPossible()
 {
-    const FlashingTool tool(R"(touch "$folder/ended")");
+    const FlashingTool tool("exit 0");
     auto test = std::make_unique<FirmwareWindow>("Mirzel");
     test->click("installFwBtn");
-    // No event is delivered meanwhile: the window does not know of the end.
-    QVERIFY(test->window.findChild<QProcess *>()->waitForStarted());
-    while (!tool.hasLeft("ended"))
-        QThread::msleep(10);
-    QThread::msleep(100);
+    const QPointer<QProcess> child = test->window.findChild<QProcess *>();
+    QVERIFY(child->waitForStarted());
+    QVERIFY(waitUntilExited(*child));
     QVERIFY(test->isInstalling());
+    const auto outcomes = outcomesOf(child, test->status);
+    const MessageCapture messages;
 
     test.reset();
+
+    QCOMPARE(*outcomes, QStringList(done));
+    // The child went with its window, and its destructor had nothing to kill.
+    QVERIFY(!child);
+    QVERIFY(!messages.contains("Destroyed while process"));
+}
+
+void FirmwareUpdateTest::theToolMayEndWhileTheWindowDisappears()
+{
+    const FlashingTool tool("await");
+    auto test = std::make_unique<FirmwareWindow>("Mirzel");
+    test->click("installFwBtn");
+    const QPointer<QProcess> child = test->window.findChild<QProcess *>();
+    QVERIFY(child->waitForStarted());
+    const auto outcomes = outcomesOf(child, test->status);
+    // The child's end is among the events that the window's end delivers.
+    HideWatch watch([&] {
+        tool.release();
+        QMetaObject::invokeMethod(
+            child, [child] { child->waitForFinished(); }, Qt::QueuedConnection);
+    });
+    test->window.installEventFilter(&watch);
+
+    test.reset();
+
+    QCOMPARE(*outcomes, QStringList(done));
+    QVERIFY(!child);
+}
+
+void FirmwareUpdateTest::quittingHidesTheWindowForARunningTool_data()
+{
+    QTest::addColumn<QString>("device");
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<bool>("hides");
+    QTest::newRow("a tool that runs") << "Mirzel" << QByteArray() << true;
+    QTest::newRow("a tool never started") << "mirzel" << QByteArray() << false;
+    QTest::newRow("a tool that failed to start") << "Mirzel" << QByteArray("/nowhere") << false;
+}
+
+void FirmwareUpdateTest::quittingHidesTheWindowForARunningTool()
+{
+    QFETCH(QString, device);
+    QFETCH(QByteArray, path);
+    QFETCH(bool, hides);
+    const FlashingTool tool("await");
+    if (!path.isEmpty())
+        qputenv("PATH", path);
+    bool hasHidden = false;
+    HideWatch watch([&] {
+        hasHidden = true;
+        tool.release();
+    });
+    auto test = std::make_unique<FirmwareWindow>(device);
+    test->click("installFwBtn");
+    const auto *child = test->window.findChild<QProcess *>();
+    QTRY_VERIFY_WITH_TIMEOUT(child->state() != QProcess::Starting, patienceMs());
+    test->window.installEventFilter(&watch);
+
+    test.reset();
+
+    QCOMPARE(hasHidden, hides);
 }
 
 QTEST_MAIN(FirmwareUpdateTest)

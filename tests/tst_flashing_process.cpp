@@ -1,6 +1,7 @@
 #include "flashing_process.h"
 #include "flashing_tool.h"
 
+#include <QFile>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -36,6 +37,7 @@ private slots:
     void leavesAProcessThatIsNotRunningAlone();
     void leavesAToolThatHangsToItself();
     void aToolThatIsLeftMayGoOnWriting();
+    void waitsAsLongAsTheManualSays();
 
 private:
     static void start(QProcess *process);
@@ -70,7 +72,7 @@ void FlashingProcessTest::readsOnUntilTheToolHasEnded()
     const QSignalSpy ends(process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished));
     start(process);
 
-    FlashingProcess::letFinish(process, longEnough);
+    FlashingProcess::letFinish(*process, longEnough);
 
     QCOMPARE(ends.size(), 1);
     QCOMPARE(process->exitStatus(), QProcess::NormalExit);
@@ -84,7 +86,7 @@ void FlashingProcessTest::leavesAProcessThatIsNotRunningAlone()
     QObject owner;
     auto *neverStarted = new FlashingProcess(&owner);
 
-    FlashingProcess::letFinish(neverStarted, longEnough);
+    FlashingProcess::letFinish(*neverStarted, longEnough);
 
     QCOMPARE(neverStarted->parent(), &owner);
 }
@@ -96,7 +98,7 @@ void FlashingProcessTest::leavesAToolThatHangsToItself()
     QPointer<FlashingProcess> process = new FlashingProcess(owner.get());
     start(process);
 
-    FlashingProcess::letFinish(process, briefly);
+    FlashingProcess::letFinish(*process, briefly);
     owner.reset();
 
     QVERIFY(process);
@@ -121,6 +123,15 @@ void FlashingProcessTest::aToolThatIsLeftMayGoOnWriting()
     QTRY_VERIFY(tool.hasLeft("ended"));
 }
 
+void FlashingProcessTest::waitsAsLongAsTheManualSays()
+{
+    QFile chapter(MANUAL_CHAPTERS "/firmware.adoc");
+    QVERIFY(chapter.open(QIODevice::ReadOnly));
+
+    QVERIFY(chapter.readAll().contains("or after two minutes at the latest"));
+    QCOMPARE(FlashingProcess::installationPatienceMs, 2 * 60 * 1000);
+}
+
 /** Stands in for the program: ends while its tool is still at work. */
 static int abandonATool()
 {
@@ -128,7 +139,7 @@ static int abandonATool()
     process->start("sudo", {"tool"}, QIODevice::ReadWrite);
     if (!process->waitForStarted())
         return 1;
-    FlashingProcess::letFinish(process, briefly);
+    FlashingProcess::letFinish(*process, briefly);
     return process->state() == QProcess::Running ? 0 : 1;
 }
 
