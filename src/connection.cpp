@@ -95,6 +95,51 @@ quint32 ntpFraction(qint64 microseconds)
     return fraction < 4294967295.0 ? static_cast<quint32>(fraction) : 0xFFFFFFFFU;
 }
 
+/**
+ * Returns the ZEP v2 datagram for @p frame, captured on @p channel at @p time, which
+ * carries the program's running @p number. Multi-byte fields are big-endian. An acknowledgement
+ * ends with its number: Wireshark recognises none with a byte behind it.
+ *
+ * | offset in data | size | in an acknowledgement | field |
+ * |---|---|---|---|
+ * | 0 | 2 | 0 | "EX" |
+ * | 2 | 1 | 2 | version, 2 |
+ * | 3 | 1 | 3 | type: 1 for data, 2 for an acknowledgement |
+ * | 4 | 1 | | channel |
+ * | 5 | 2 | | device id, 0 |
+ * | 7 | 1 | | LQI/CRC mode, 0 whatever the frame ends with |
+ * | 8 | 1 | | LQI, 0 |
+ * | 9 | 4 | | seconds since 1900 |
+ * | 13 | 4 | | fraction of a second |
+ * | 17 | 4 | 4 | number |
+ * | 21 | 10 | | reserved, 0 |
+ * | 31 | 1 | | length of the frame |
+ * | 32 | length | | the frame |
+ */
+QByteArray zepPacket(const QByteArray &frame, quint8 channel, const timeval &time, quint32 number)
+{
+    const auto length = static_cast<quint8>(frame.size());
+    const bool isData = length > longestAcknowledgement;
+
+    QByteArray packet;
+    packet.reserve(zepDataHeaderSize + length);
+    QDataStream stream(&packet, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::BigEndian);
+    stream << quint8('E') << quint8('X') << zepVersion
+           << (isData ? zepTypeData : zepTypeAcknowledgement);
+    if (isData) {
+        stream << channel << quint16(0) << quint8(0) << quint8(0);
+        stream << static_cast<quint32>(time.tv_sec) + ntpEpochOffset << ntpFraction(time.tv_usec);
+    }
+    stream << number;
+    if (isData) {
+        stream.writeRawData(zepReserved, sizeof(zepReserved));
+        stream << length;
+        stream.writeRawData(frame.constData(), length);
+    }
+    return packet;
+}
+
 } // namespace
 
 Connection::Connection()
@@ -394,27 +439,9 @@ void Connection::sendZepPacket(QByteArray record)
 
     record.remove(0, deviceHeaderSize);
     frameLength = static_cast<quint8>(record.size());
-    const bool isData = frameLength > longestAcknowledgement;
-
     timeval now;
     gettimeofday(&now, nullptr);
-
-    QByteArray datagram;
-    datagram.reserve(zepDataHeaderSize + frameLength);
-    QDataStream stream(&datagram, QIODevice::WriteOnly);
-    stream.setByteOrder(QDataStream::BigEndian);
-    stream << quint8('E') << quint8('X') << zepVersion
-           << (isData ? zepTypeData : zepTypeAcknowledgement);
-    if (isData) {
-        stream << channel << quint16(0) << quint8(0) << quint8(0);
-        stream << static_cast<quint32>(now.tv_sec) + ntpEpochOffset << ntpFraction(now.tv_usec);
-    }
-    stream << seqNum++;
-    if (isData) {
-        stream.writeRawData(zepReserved, sizeof(zepReserved));
-        stream << frameLength;
-        stream.writeRawData(record.constData(), frameLength);
-    }
+    const QByteArray datagram = zepPacket(record, channel, now, seqNum++);
 
     if (udpSocket->writeDatagram(datagram, host, port) == -1) {
         DBG_Printf(DBG_GENERAL, "ZEP Error: %s\n", qPrintable(udpSocket->errorString()));
