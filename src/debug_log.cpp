@@ -1,8 +1,10 @@
 #include "debug_log.h"
 
+#include <sys/stat.h>
 #include <sys/time.h>
 
 #include <cstdarg>
+#include <cstdlib>
 #include <ctime>
 
 namespace {
@@ -16,12 +18,43 @@ const uint8_t lookup[16] = {'0', '1', '2', '3', '4', '5', '6', '7',
 /** Bytes of dbgLine that a message may fill, its terminating zero included. */
 constexpr size_t messageLimit = sizeof(dbgLine) - 1;
 
+/** What the C library reads the time zone from if the variable TZ is not set. */
+constexpr char zoneFile[] = "/etc/localtime";
+
+bool isSameFile(const struct stat &a, const struct stat &b)
+{
+    return a.st_ino == b.st_ino && a.st_mtim.tv_sec == b.st_mtim.tv_sec
+        && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+/**
+ * Follows a change of the time zone: alone, localtime_r() would keep the one at the start.
+ *
+ * tzset() itself compares TZ with the one before. Without TZ it allocates each time, so it is
+ * only called for another file.
+ */
+void followTimeZone()
+{
+    static bool followsFile;
+    static struct stat followed;
+
+    const bool hasVariable = getenv("TZ") != nullptr;
+    struct stat file = {};
+    if (!hasVariable) {
+        stat(zoneFile, &file);
+        if (followsFile && isSameFile(file, followed))
+            return;
+    }
+    followsFile = !hasVariable;
+    followed = file;
+    tzset();
+}
+
 void writeEntry(const char *text)
 {
     char stamp[80];
     const time_t seconds = time(nullptr);
-    // Alone, localtime_r() would keep to the time zone in which the program was started.
-    tzset();
+    followTimeZone();
     struct tm local;
     localtime_r(&seconds, &local);
     const size_t length = strftime(stamp, sizeof(stamp), "%H:%M:%S", &local);

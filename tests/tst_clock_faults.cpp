@@ -1,3 +1,5 @@
+#include "debug_log.h"
+#include "log_capture.h"
 #include "mocked_machine.h"
 #include "patience.h"
 #include "set_clock.h"
@@ -7,8 +9,11 @@
 
 #include <QLabel>
 #include <QLineEdit>
+#include <QTemporaryFile>
 #include <QtEndian>
 #include <QtTest>
+
+#include <sys/mount.h>
 
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
@@ -19,6 +24,46 @@ constexpr time_t noon = 1795262400; // 21 November 2026, 12:00:00 UTC
 constexpr time_t hour = 3600;
 constexpr quint32 secondsTo1970 = 2208988800U;
 
+/** The file of the machine's time zone while it lives, for this process and its mounts only. */
+class MachineZone
+{
+public:
+    explicit MachineZone(int hoursEast)
+    {
+        if (!m_file.open())
+            qFatal("cannot make %s", qPrintable(m_file.fileName()));
+        write(hoursEast, noon);
+        const QByteArray path = QFile::encodeName(m_file.fileName());
+        if (mount(path.constData(), zoneFile, nullptr, MS_BIND, nullptr) != 0)
+            qFatal("cannot set the time zone; start the test by tests/support/run-alone");
+    }
+    ~MachineZone() { umount(zoneFile); }
+    Q_DISABLE_COPY(MachineZone)
+
+    /** Writes a zone without daylight saving time; the file is as old as @p modified says. */
+    void write(int hoursEast, time_t modified)
+    {
+        m_file.resize(0);
+        m_file.seek(0);
+        // TZif: six counts behind the head, the offset of the one type, a name of three letters.
+        m_file.write(QByteArray("TZif").leftJustified(20, '\0'));
+        QDataStream stream(&m_file);
+        for (const quint32 count : {0U, 0U, 0U, 0U, 1U, 4U})
+            stream << count;
+        stream << static_cast<qint32>(hoursEast * hour) << quint16(0);
+        stream.writeRawData("ABC", 4);
+        m_file.flush();
+        // In UTC: for local time, Qt would call tzset() in place of the program.
+        m_file.setFileTime(QDateTime::fromSecsSinceEpoch(modified, Qt::UTC),
+                           QFileDevice::FileModificationTime);
+    }
+
+private:
+    static constexpr char zoneFile[] = "/etc/localtime";
+
+    QTemporaryFile m_file;
+};
+
 } // namespace
 
 class ClockFaultsTest : public QObject
@@ -26,11 +71,12 @@ class ClockFaultsTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
+    void init();
     void theClockMayBeSetDuringACapture();
+    void theMachinesTimeZoneMayBeSet();
 };
 
-void ClockFaultsTest::initTestCase()
+void ClockFaultsTest::init()
 {
     qputenv("TZ", "UTC");
 }
@@ -71,6 +117,34 @@ void ClockFaultsTest::theClockMayBeSetDuringACapture()
                  static_cast<quint32>(times.at(i)) + secondsTo1970);
     }
     QCOMPARE(test.find<QLabel>("label_packetCount")->text(), QString::number(times.size()));
+}
+
+void ClockFaultsTest::theMachinesTimeZoneMayBeSet()
+{
+    SetClock::seconds = noon;
+    const LogCapture log;
+    const auto stamp = [&] {
+        DBG_Printf(DBG_GENERAL, "\n");
+        return log.text().split('\n').end()[-2].left(8);
+    };
+    QCOMPARE(stamp(), QByteArray("12:00:00"));
+
+    qunsetenv("TZ");
+    MachineZone zone(9);
+    QCOMPARE(stamp(), QByteArray("21:00:00"));
+    {
+        // Zones that came with the same package are as old as each other.
+        const MachineZone another(-3);
+        QCOMPARE(stamp(), QByteArray("09:00:00"));
+    }
+    QCOMPARE(stamp(), QByteArray("21:00:00"));
+    zone.write(8, noon + hour);
+    QCOMPARE(stamp(), QByteArray("20:00:00"));
+    // The user's own zone overrides the machine's.
+    qputenv("TZ", "UTC-5");
+    QCOMPARE(stamp(), QByteArray("17:00:00"));
+    qunsetenv("TZ");
+    QCOMPARE(stamp(), QByteArray("20:00:00"));
 }
 
 QTEST_MAIN(ClockFaultsTest)

@@ -1,3 +1,4 @@
+#include "allocation_count.h"
 #include "debug_log.h"
 #include "log_capture.h"
 #include "set_clock.h"
@@ -22,7 +23,6 @@ class DebugLogTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void init();
     void writesNothingBeforeItIsInitialised();
     void writerNeedsAnyBitOfItsMask_data();
@@ -40,18 +40,15 @@ private slots:
     void writeStringIsNotCut();
     void addsNoLineEnd();
     void doesNotFlushTheStream();
+    void allocatesNothing_data();
+    void allocatesNothing();
     void hexadecimal_data();
     void hexadecimal();
 };
 
-void DebugLogTest::initTestCase()
-{
-    qputenv("TZ", "UTC-2");
-    tzset();
-}
-
 void DebugLogTest::init()
 {
+    qputenv("TZ", "UTC-2");
     setClock(0, 0);
 }
 
@@ -145,13 +142,11 @@ void DebugLogTest::stampIsLocalTimeWithMilliseconds()
 
 void DebugLogTest::followsAChangeOfTheTimeZone()
 {
-    const QByteArray zone = qgetenv("TZ");
     const LogCapture log;
     DBG_Printf(DBG_GENERAL, "here\n");
 
     qputenv("TZ", "UTC-9");
     DBG_Printf(DBG_GENERAL, "there\n");
-    qputenv("TZ", zone);
 
     QCOMPARE(log.text(), QByteArray("02:00:00:000 here\n09:00:00:000 there\n"));
 }
@@ -230,6 +225,44 @@ void DebugLogTest::doesNotFlushTheStream()
     DBG_Init(nullptr);
     fclose(stream);
     QVERIFY(QFileInfo(path).size() > 0);
+}
+
+void DebugLogTest::allocatesNothing_data()
+{
+    QTest::addColumn<bool>("isSet");
+    QTest::addColumn<QByteArray>("zone");
+    QTest::newRow("a time zone by rule") << true << QByteArray("UTC-2");
+    QTest::newRow("a time zone by file") << true << QByteArray(":Europe/Berlin");
+    QTest::newRow("an unknown time zone") << true << QByteArray("Nowhere/Land");
+    QTest::newRow("an empty time zone") << true << QByteArray("");
+    QTest::newRow("the machine's time zone") << false << QByteArray();
+}
+
+void DebugLogTest::allocatesNothing()
+{
+    QFETCH(bool, isSet);
+    QFETCH(QByteArray, zone);
+    if (isSet)
+        qputenv("TZ", zone);
+    else
+        qunsetenv("TZ");
+    const int atFirst = AllocationCount::made;
+    FILE *stream = fopen("/dev/null", "w");
+    DBG_Init(stream);
+    DBG_Enable(DBG_GENERAL);
+    // The first entry reads the time zone and makes the stream's buffer.
+    DBG_Printf(DBG_GENERAL, "first\n");
+    QVERIFY(AllocationCount::made > atFirst);
+    const int before = AllocationCount::made;
+
+    const int result = DBG_Printf(DBG_GENERAL, "%s has %d of %04x\n", "port", -3, 0xab);
+    DBG_WriteString(DBG_GENERAL, "as it stands\n");
+    DBG_Printf(DBG_PORT_SCAN, "disabled\n");
+
+    QCOMPARE(AllocationCount::made, before);
+    QCOMPARE(result, 0);
+    DBG_Init(nullptr);
+    fclose(stream);
 }
 
 void DebugLogTest::hexadecimal_data()
