@@ -5,7 +5,9 @@
 #include "patience.h"
 #include "zep_receiver.h"
 
+#include <QMetaEnum>
 #include <QMetaMethod>
+#include <QPointer>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <QtTest>
@@ -236,12 +238,11 @@ void ConnectionTest::everyErrorButNoErrorClosesThePort_data()
 {
     QTest::addColumn<QSerialPort::SerialPortError>("error");
     QTest::addColumn<bool>("closes");
-    QTest::newRow("no error") << QSerialPort::NoError << false;
-    QTest::newRow("parity") << QSerialPort::ParityError << true;
-    QTest::newRow("framing") << QSerialPort::FramingError << true;
-    QTest::newRow("unsupported") << QSerialPort::UnsupportedOperationError << true;
-    QTest::newRow("timeout") << QSerialPort::TimeoutError << true;
-    QTest::newRow("unknown") << QSerialPort::UnknownError << true;
+    const auto errors = QMetaEnum::fromType<QSerialPort::SerialPortError>();
+    for (int i = 0; i < errors.keyCount(); ++i) {
+        const auto error = static_cast<QSerialPort::SerialPortError>(errors.value(i));
+        QTest::newRow(errors.key(i)) << error << (error != QSerialPort::NoError);
+    }
 }
 
 void ConnectionTest::everyErrorButNoErrorClosesThePort()
@@ -317,11 +318,15 @@ void ConnectionTest::sendsTheChannel()
 
 void ConnectionTest::ignoresOtherNumericParameters()
 {
+    const ZepReceiver receiver;
     DeviceLink link;
-    QVERIFY(link.open());
+    QVERIFY(link.openConfirmed());
 
     link.connection.sendU8Parameter(static_cast<Connection::U8Params>(1), 15);
 
+    link.sendRecord(QByteArray(8 + 6, 'x'));
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), 1, patienceMs());
+    QCOMPARE(static_cast<int>(receiver.datagrams().first().at(4)), 11);
     link.connection.closeSerialPort();
     QVERIFY(link.deviceReceives("\nidle\n"));
 }
@@ -433,6 +438,7 @@ void ConnectionTest::theReportDisarmsOnlyTheNewerProbe()
 {
     DeviceLink link;
     QVERIFY(link.open());
+    const QPointer<QTimer> olderProbe = link.connection.findChild<QTimer *>();
     link.connection.closeSerialPort();
     QVERIFY(link.connection.openSerialPort(link.device.portPath()));
 
@@ -441,6 +447,7 @@ void ConnectionTest::theReportDisarmsOnlyTheNewerProbe()
 
     QTRY_COMPARE_WITH_TIMEOUT(link.channels.count(), 1, patienceMs());
     QCOMPARE(armedProbes(link.connection), 1);
+    QVERIFY(olderProbe && olderProbe->isActive());
     link.probe.release();
     QTRY_COMPARE_WITH_TIMEOUT(link.firmwarePages.count(), 1, patienceMs());
     QCOMPARE(armedProbes(link.connection), 0);

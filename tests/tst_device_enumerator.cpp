@@ -7,6 +7,8 @@
 #include <QSerialPortInfo>
 #include <QtTest>
 
+#include <sys/mount.h>
+
 using Kind = Simulator::MockedMachine::Kind;
 using Simulator::MockedMachine;
 using Tarvos::DeviceEntry;
@@ -23,6 +25,23 @@ struct Port
 
 /** In place of a link's target: /dev/serial0 is an ordinary file. */
 constexpr char aFile[] = "a file";
+
+/**
+ * While it lives, /dev/serial0 is a link to a port that is not there. The mocked machine shows
+ * only what exists in it, so this is a /dev of the test's own mounts.
+ */
+class LinkToNowhere
+{
+public:
+    LinkToNowhere()
+    {
+        if (mount("tmpfs", "/dev", "tmpfs", 0, nullptr) != 0)
+            qFatal("cannot replace /dev; start the test by tests/support/run-alone");
+        QFile::link("ttyNOWHERE", "/dev/serial0");
+    }
+    ~LinkToNowhere() { umount2("/dev", MNT_DETACH); }
+    Q_DISABLE_COPY(LinkToNowhere)
+};
 
 /** Writes the entry's fields in their order, so that a failure shows them. */
 QString text(const DeviceEntry &entry)
@@ -54,6 +73,7 @@ private slots:
     void listsNothingBeforeTheFirstScan();
     void recognisesDevices_data();
     void recognisesDevices();
+    void aLinkThatLeadsNowhereIsNone();
     void keepsTheOrderOfTheSystem();
     void scansReplaceTheList();
     void logsTheBoard_data();
@@ -97,6 +117,11 @@ void DeviceEnumeratorTest::recognisesDevices_data()
         << QVector<Port> {{Kind::ForeignFtdi, "ttyUSB0"}} << none << QStringList();
     QTest::newRow("product of the dongle's maker that the table does not list")
         << QVector<Port> {{Kind::OtherProductOfTheMaker, "ttyUSB0"}} << none << QStringList();
+    QTest::newRow("foreign product of the bridge's maker with the bridge's name")
+        << QVector<Port> {{Kind::FtdiWithTheBridgesName, "ttyUSB0"}} << none << QStringList();
+    QTest::newRow("foreign maker with the bridge's name")
+        << QVector<Port> {{Kind::ForeignWithTheBridgesName, "ttyUSB0"}} << none
+        << QStringList {"Mirzel /dev/ttyUSB0 0 0403 6015"};
     QTest::newRow("foreign modem")
         << QVector<Port> {{Kind::ForeignAcm, "ttyACM0"}} << none << QStringList();
     QTest::newRow("foreign bridge")
@@ -155,6 +180,20 @@ void DeviceEnumeratorTest::recognisesDevices()
     const QStringList first = texts(enumerator);
     QCOMPARE(enumerator.listSerialPorts(), 1);
     QCOMPARE(texts(enumerator), first);
+}
+
+void DeviceEnumeratorTest::aLinkThatLeadsNowhereIsNone()
+{
+    MockedMachine machine;
+    machine.plugIn(Kind::Vostrel, "ttyAMA0", "/dev/null");
+    machine.plugIn(Kind::Vostrel, "ttyS0", "/dev/null");
+    const LinkToNowhere link;
+    QVERIFY(QFileInfo("/dev/serial0").isSymLink());
+    DeviceEnumerator enumerator(nullptr);
+
+    enumerator.listSerialPorts();
+
+    QCOMPARE(texts(enumerator), QStringList("Vostrel /dev/ttyAMA0 0 0000 0000"));
 }
 
 void DeviceEnumeratorTest::keepsTheOrderOfTheSystem()

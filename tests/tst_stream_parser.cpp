@@ -2,6 +2,7 @@
 #include "mainwindow.h"
 #include "message_capture.h"
 #include "patience.h"
+#include "zep_receiver.h"
 
 #include <QLoggingCategory>
 #include <QRandomGenerator>
@@ -445,6 +446,7 @@ void StreamParserTest::thePromptIsWatchedAcrossAReopening()
 
 void StreamParserTest::theSignalPrecedesTheCheckOfTheChannel()
 {
+    const ZepReceiver receiver;
     ParserLink link;
     QVERIFY(link.open());
     // What a receiver of the signal sets is overruled by the report.
@@ -453,8 +455,11 @@ void StreamParserTest::theSignalPrecedesTheCheckOfTheChannel()
 
     QVERIFY(link.feed("HAN: 26\n"));
 
-    QCOMPARE(traced(link.messages), QStringList {"channel 26"});
     QVERIFY(link.deviceReceives("\nchan 20\n"));
+    QCOMPARE(traced(link.messages), QStringList {"channel 26"});
+    link.sendRecord(QByteArray(8 + 6, 'x'));
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), 1, patienceMs());
+    QCOMPARE(static_cast<int>(receiver.datagrams().first().at(4)), 26);
 }
 
 QTEST_MAIN(StreamParserTest)

@@ -16,7 +16,9 @@ public:
         ForeignFtdi,
         ForeignAcm,
         ForeignUsbSerial,
-        OtherProductOfTheMaker
+        OtherProductOfTheMaker,
+        FtdiWithTheBridgesName,
+        ForeignWithTheBridgesName
     };
 
     virtual ~Machine() = default;

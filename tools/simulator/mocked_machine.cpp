@@ -40,6 +40,10 @@ Description describe(MockedMachine::Kind kind)
         return {"usb", "ch341-uart", "1a86", "7523", "USB2.0-Serial"};
     case MockedMachine::Kind::OtherProductOfTheMaker:
         return {"usb", "cdc_acm", "f055", "0001", "Other_Product"};
+    case MockedMachine::Kind::FtdiWithTheBridgesName:
+        return {"usb", "ftdi_sio", "0403", "6001", "FT230X_Basic_UART"};
+    case MockedMachine::Kind::ForeignWithTheBridgesName:
+        return {"usb", "ch341-uart", "1a86", "7523", "FT230X_Basic_UART"};
     }
     Q_UNREACHABLE();
 }
