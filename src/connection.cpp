@@ -182,6 +182,7 @@ bool Connection::openSerialPort(const QString &portName)
     serial->write(idleCommand);
     serial->write(parametersCommand);
     packetCount = 0;
+    // "Test A" and "Test B" trace the start of the probe. They are kept word for word.
     DBG_Printf(DBG_GENERAL, "Test A\n");
     noFirmwareTimer = new QTimer(this);
     noFirmwareTimer->setSingleShot(true);

@@ -60,6 +60,7 @@ public:
     /** Destination of every ZEP datagram, read at each send. */
     static QHostAddress host;
 
+    // The order of signals and slots is that of the meta-object and stays as it is.
 signals:
     /** A serial port error has closed the port. */
     void disconnectGui();
@@ -71,7 +72,7 @@ signals:
     void showFwUpdatePage();
     /** No sniffer firmware answered, and several devices are present. */
     void showFwUpdatePageTooManyDevices();
-    /** Asks for another device to be tried; reserved, nothing emits it. */
+    /** Asks for another device to be tried. Nothing emits it, but the window is wired to it. */
     void connectOtherDevice();
 
 private slots:

@@ -18,7 +18,7 @@ struct DeviceEntry
 {
     QString friendlyName; ///< Product name, "Mirzel" or "Vostrel".
     QString path; ///< Device node to open, for example /dev/ttyUSB0.
-    quint32 reserved = 0; ///< Always 0.
+    quint32 reserved = 0; ///< Always 0; nothing reads it.
     quint16 vendorId = 0; ///< USB vendor id; 0 for the Raspberry Pi board.
     quint16 productId = 0; ///< USB product id; 0 for the Raspberry Pi board.
 };

@@ -87,6 +87,7 @@ void MainWindow::startFwUpdate()
         flasherProcess = new FlashingProcess(this);
     // Nobody reads it, and QProcess would keep all of it.
     flasherProcess->setStandardErrorFile(QProcess::nullDevice());
+    // A process that the last attempt did not start is connected again.
     connect(flasherProcess, SIGNAL(finished(int, QProcess::ExitStatus)), this,
             SLOT(firmwareUpdateFinished(int, QProcess::ExitStatus)));
     connect(flasherProcess, SIGNAL(readyReadStandardOutput()), this, SLOT(PrintStdOutput()));

@@ -252,6 +252,7 @@ void MainWindow::enterConnectedPage()
 {
     ui->stackedWidget->setCurrentWidget(ui->pageConnected);
     ui->label_packetCount->setText(QStringLiteral("0"));
+    // Connected again each time: setComPort() runs once for each connect so far.
     connect(comPortTimer, SIGNAL(timeout()), this, SLOT(setComPort()));
     comPortTimer->start(comPortDelayMs);
     returnToStartPage = false;

@@ -41,6 +41,7 @@ public:
     /** Ports found by the last scan, in scan order; tryConnectDevices() takes from the back. */
     static std::vector<QString> availableComPorts;
 
+    // The order of the slots is that of the meta-object and stays as it is.
 private slots:
     void getComPorts();
     void devConnectClicked();
