@@ -1,5 +1,6 @@
 #include "connection.h"
 #include "device_link.h"
+#include "firmware_page_table.h"
 #include "mainwindow.h"
 #include "message_capture.h"
 #include "patience.h"
@@ -13,8 +14,6 @@
 #include <QtTest>
 
 #include <algorithm>
-
-Q_DECLARE_METATYPE(std::vector<QString>)
 
 namespace {
 
@@ -351,19 +350,7 @@ void ConnectionTest::aFailedChannelCommandKeepsTheChannel()
 
 void ConnectionTest::silentDeviceLeadsToAFirmwarePage_data()
 {
-    using Ports = std::vector<QString>;
-    QTest::addColumn<int>("devices");
-    QTest::addColumn<std::vector<QString>>("ports");
-    QTest::addColumn<bool>("unambiguous");
-    QTest::newRow("none") << 0 << Ports() << false;
-    QTest::newRow("one") << 1 << Ports({"/dev/ttyUSB0"}) << true;
-    QTest::newRow("two dongles") << 2 << Ports({"/dev/ttyUSB0", "/dev/ttyUSB1"}) << false;
-    QTest::newRow("dongle and board") << 2 << Ports({"/dev/ttyUSB0", "/dev/ttyS0"}) << true;
-    QTest::newRow("board and dongle") << 2 << Ports({"/dev/ttyS0", "/dev/ttyUSB0"}) << true;
-    QTest::newRow("board on its other UART")
-        << 2 << Ports({"/dev/ttyAMA0", "/dev/ttyUSB0"}) << false;
-    QTest::newRow("a longer name") << 2 << Ports({"/dev/ttyS01", "/dev/ttyUSB0"}) << false;
-    QTest::newRow("three") << 3 << Ports({"/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyS0"}) << false;
+    addFirmwarePageRows();
 }
 
 void ConnectionTest::silentDeviceLeadsToAFirmwarePage()

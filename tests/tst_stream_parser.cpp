@@ -1,4 +1,5 @@
 #include "device_link.h"
+#include "firmware_page_table.h"
 #include "mainwindow.h"
 #include "message_capture.h"
 #include "patience.h"
@@ -300,25 +301,16 @@ void StreamParserTest::withoutAnEarForTheTraceEverythingElseStays()
 
 void StreamParserTest::failureClosesThePort_data()
 {
-    QTest::addColumn<int>("devices");
-    QTest::addColumn<QStringList>("ports");
-    QTest::addColumn<bool>("unambiguous");
-    QTest::newRow("none") << 0 << QStringList() << false;
-    QTest::newRow("one") << 1 << QStringList {"/dev/ttyUSB0"} << true;
-    QTest::newRow("two dongles") << 2 << QStringList {"/dev/ttyUSB0", "/dev/ttyUSB1"} << false;
-    QTest::newRow("dongle and board") << 2 << QStringList {"/dev/ttyUSB0", "/dev/ttyS0"} << true;
-    QTest::newRow("three") << 3 << QStringList {"/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyS0"}
-                           << false;
-    QTest::newRow("ports already tried") << 2 << QStringList {"/dev/ttyUSB0"} << false;
+    addFirmwarePageRows();
 }
 
 void StreamParserTest::failureClosesThePort()
 {
     QFETCH(int, devices);
-    QFETCH(QStringList, ports);
+    QFETCH(std::vector<QString>, ports);
     QFETCH(bool, unambiguous);
     MainWindow::numberOfDevices = devices;
-    MainWindow::availableComPorts.assign(ports.begin(), ports.end());
+    MainWindow::availableComPorts = ports;
     ParserLink link;
     QVERIFY(link.open());
 
@@ -329,7 +321,7 @@ void StreamParserTest::failureClosesThePort()
     const QList<QByteArray> expected = {
         "Disconnected",
         "number of Devices: " + QByteArray::number(devices),
-        "available COM ports size: " + QByteArray::number(ports.size()),
+        "available COM ports size: " + QByteArray::number(static_cast<int>(ports.size())),
     };
     QCOMPARE(link.log.messages().mid(3), expected);
     QVERIFY(link.deviceReceives("\nidle\n"));
