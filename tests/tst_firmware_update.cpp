@@ -13,6 +13,7 @@
 #include <QPointer>
 #include <QProcess>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QThread>
 #include <QTimer>
 #include <QtTest>
@@ -659,7 +660,7 @@ void FirmwareUpdateTest::neverReadsTheErrorOutput()
 
 void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
 {
-    const QByteArray path = qgetenv("PATH");
+    const auto restorePath = qScopeGuard([path = qgetenv("PATH")] { qputenv("PATH", path); });
     qputenv("PATH", "/nowhere");
     const FirmwareWindow test("Mirzel");
 
@@ -667,7 +668,6 @@ void FirmwareUpdateTest::aMissingSudoLeavesThePageInstalling()
     const auto *child = test.window.findChild<QProcess *>();
     QTRY_COMPARE_WITH_TIMEOUT(child->state(), QProcess::NotRunning, patienceMs());
     QCOMPARE(child->error(), QProcess::FailedToStart);
-    qputenv("PATH", path);
 
     QVERIFY(test.isInstalling());
     QCOMPARE(test.status->text(), QString(installing));
