@@ -1,6 +1,5 @@
 #include "mainwindow.h"
 
-#include "backdrop.h"
 #include "connection.h"
 #include "debug_log.h"
 #include "device_enumerator.h"
@@ -83,8 +82,7 @@ MainWindow::MainWindow(QWidget *parent)
     createFileMenu();
     createHelpMenu();
     connectForm();
-    // It changes with every frame.
-    new Backdrop(ui->label_packetCount);
+    // The count changes with every frame.
     countPace = new PaintPace(ui->label_packetCount);
     createConnection();
     continueBtnTimer = new QTimer(this);

@@ -20,9 +20,10 @@ void PaintPace::setText(const QString &text)
     }
     // The attribute itself: setUpdatesEnabled() would ask for a painting when it allows it again,
     // and as long as it forbids it, the label would be missing in every picture of the window.
+    const bool wasDisabled = label->testAttribute(Qt::WA_UpdatesDisabled);
     label->setAttribute(Qt::WA_UpdatesDisabled);
     label->setText(text);
-    label->setAttribute(Qt::WA_UpdatesDisabled, false);
+    label->setAttribute(Qt::WA_UpdatesDisabled, wasDisabled);
     isBehind = true;
 }
 

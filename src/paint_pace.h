@@ -17,7 +17,7 @@ class PaintPace : public QObject
 
 public:
     /** About so many milliseconds pass from a painting to the next. */
-    static constexpr int paceMs = 250;
+    static constexpr int paceMs = 500;
 
     /** Governs @p governed and lives as long as that. */
     explicit PaintPace(QLabel *governed);

@@ -1,13 +1,15 @@
+#include "connection.h"
+#include "mocked_machine.h"
 #include "paint_counter.h"
 #include "paint_pace.h"
+#include "patience.h"
+#include "window_under_test.h"
 
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QTest>
 
 namespace {
-
-constexpr int waitMs = 5000;
 
 /** A window with a count that is painted at a pace. */
 struct PacedWindow
@@ -20,7 +22,7 @@ struct PacedWindow
         window.resize(300, 100);
         count.setGeometry(10, 10, 200, 20);
         window.show();
-        if (!QTest::qWaitForWindowExposed(&window))
+        if (!QTest::qWaitForWindowExposed(&window, patienceMs()))
             qFatal("no window");
         QCoreApplication::processEvents();
         counter.paints = 0;
@@ -62,6 +64,12 @@ private slots:
     void theTextIsAlwaysTheLatest();
     void theLastChangeIsPaintedWithoutAnother();
     void aPictureOfTheWindowHasTheLatest();
+    void leavesUpdatesAsTheyWere_data();
+    void leavesUpdatesAsTheyWere();
+    void theWindowPaintsItsCountAtThisPace();
+
+private:
+    const Simulator::MockedMachine m_machine;
 };
 
 void PaintPaceTest::aChangeAfterAPauseIsPaintedAtOnce()
@@ -101,7 +109,7 @@ void PaintPaceTest::theLastChangeIsPaintedWithoutAnother()
     const int last = paced.changeUntilBehind();
     const int paints = paced.counter.paints;
 
-    QTRY_COMPARE_WITH_TIMEOUT(paced.counter.paints, paints + 1, waitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(paced.counter.paints, paints + 1, patienceMs());
     QCOMPARE(paced.count.text(), QString::number(last));
 
     // After which it rests, as only time can show, and the next change is the first of a row.
@@ -122,6 +130,46 @@ void PaintPaceTest::aPictureOfTheWindowHasTheLatest()
     const QImage picture = paced.window.grab().toImage();
 
     QCOMPARE(picture.copy(paced.count.geometry()), picture.copy(ordinary.geometry()));
+}
+
+void PaintPaceTest::leavesUpdatesAsTheyWere_data()
+{
+    QTest::addColumn<bool>("enabled");
+    QTest::newRow("enabled") << true;
+    QTest::newRow("disabled") << false;
+}
+
+void PaintPaceTest::leavesUpdatesAsTheyWere()
+{
+    QFETCH(bool, enabled);
+    PacedWindow paced;
+    const int last = paced.changeUntilBehind();
+    paced.count.setUpdatesEnabled(enabled);
+
+    paced.change(last + 1);
+
+    QCOMPARE(paced.count.updatesEnabled(), enabled);
+}
+
+void PaintPaceTest::theWindowPaintsItsCountAtThisPace()
+{
+    WindowUnderTest test;
+    test.call("showConnectedPage");
+    auto *count = test.find<QLabel>("label_packetCount");
+    QTRY_VERIFY_WITH_TIMEOUT(count->isVisible(), patienceMs());
+    QCoreApplication::processEvents();
+    const PaintCounter counter(count);
+    QElapsedTimer time;
+    time.start();
+
+    for (uint i = 1; i <= 100; ++i) {
+        emit test.link.connection()->showPacketCount(i);
+        QCoreApplication::processEvents();
+    }
+
+    QCOMPARE(count->text(), QString("100"));
+    QVERIFY(counter.paints >= 1);
+    QVERIFY(counter.paints <= 2 + time.elapsed() / PaintPace::paceMs);
 }
 
 QTEST_MAIN(PaintPaceTest)
