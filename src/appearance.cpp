@@ -1,269 +1,150 @@
 #include "appearance.h"
 
-#include "ui_mainwindow.h"
-
 #include <QApplication>
-#include <QFontDatabase>
-#include <QFontMetrics>
+#include <QFontInfo>
 #include <QMainWindow>
-#include <QPalette>
+#include <QPushButton>
+#include <QRawFont>
 #include <QStyle>
-#include <QStyleFactory>
-#include <QStyleOptionButton>
-#include <QStyleOptionGroupBox>
-#include <QTextDocumentFragment>
-#include <QTimer>
+#include <QTextBlock>
+#include <QTextBrowser>
 
 #include <algorithm>
-#include <cmath>
-#include <memory>
-#include <vector>
 
 namespace {
-
-/** The least contrast at which WCAG 2.1 calls a text of ordinary size readable. */
-constexpr double readableContrast = 4.5;
 
 /** In percent. A font narrower than this is worse to read than a text that is cut. */
 constexpr int narrowestStretch = 60;
 
-/** Between the icon and the text of a button, in pixels. */
-constexpr int iconSpacing = 4;
-
-/** Linear light of an sRGB channel, both from 0 to 1. */
-double linear(double channel)
+/** Returns whether the texts of @p palette are dark enough for the form's light backgrounds. */
+bool hasDarkTexts(const QPalette &palette)
 {
-    return channel <= 0.03928 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);
+    const QBrush texts[] = {palette.windowText(), palette.text(), palette.buttonText()};
+    return std::all_of(std::begin(texts), std::end(texts), [](const QBrush &text) {
+        return qGray(text.color().rgb()) < qGray(QColor(Qt::darkGray).rgb());
+    });
 }
 
-double luminance(const QColor &color)
+/** Rich text keeps the colour that the desktop's links had when it was set. */
+void colorLinks(const QTextBrowser &browser)
 {
-    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF())
-        + 0.0722 * linear(color.blueF());
-}
-
-bool isReadable(const QColor &text, const QColor &background)
-{
-    const double a = luminance(text) + 0.05;
-    const double b = luminance(background) + 0.05;
-    return std::max(a, b) / std::min(a, b) >= readableContrast;
-}
-
-/** A text of the form and the room that its widget has for it. */
-struct Place
-{
-    QString text;
-    QFontMetrics metrics;
-    QSize room;
-};
-
-Place placeOf(const QLabel &label)
-{
-    QString text = label.text();
-    if (Qt::mightBeRichText(text))
-        text = QTextDocumentFragment::fromHtml(text).toPlainText();
-    return {text, label.fontMetrics(), label.contentsRect().size()};
-}
-
-Place placeOf(const QPushButton &button)
-{
-    QStyleOptionButton option;
-    option.initFrom(&button);
-    QSize room =
-        button.style()->subElementRect(QStyle::SE_PushButtonContents, &option, &button).size();
-    if (!button.icon().availableSizes().isEmpty())
-        room.rwidth() -= button.iconSize().width() + iconSpacing;
-    return {button.text(), button.fontMetrics(), room};
-}
-
-Place placeOf(const QGroupBox &box)
-{
-    QStyleOptionGroupBox option;
-    option.initFrom(&box);
-    option.text = box.title();
-    option.subControls = QStyle::SC_GroupBoxFrame | QStyle::SC_GroupBoxLabel;
-    const QRect label =
-        box.style()->subControlRect(QStyle::CC_GroupBox, &option, QStyle::SC_GroupBoxLabel, &box);
-    return {box.title(), box.fontMetrics(), label.size()};
-}
-
-/** Returns whether the letters of a text in the middle of its place reach out of it. */
-bool isHigherThanItsPlace(const Place &place)
-{
-    const QRect ink = place.metrics.tightBoundingRect(place.text);
-    const int baseline =
-        (place.room.height() - place.metrics.height()) / 2 + place.metrics.ascent();
-    return baseline + ink.top() < 0 || baseline + ink.bottom() >= place.room.height();
-}
-
-/** The form in a window that is never shown, to see what suits it. */
-class TrialForm
-{
-public:
-    TrialForm() { m_form.setupUi(&m_window); }
-
-    /** Returns whether the texts of @p palette can be read on the form's backgrounds. */
-    bool isReadableIn(const QPalette &palette) const;
-
-    /** Returns @p font, condensed until no text is wider than its place, and shows it. */
-    QFont condensed(QFont font);
-
-    /** Returns whether some text in the font shown is higher than its place. */
-    bool isTooHigh() const;
-
-private:
-    template<typename Widget>
-    void addPlaces(std::vector<Place> *places) const;
-    std::vector<Place> places() const;
-    void show(const QFont &font);
-
-    QMainWindow m_window;
-    Ui_MainWindow m_form;
-};
-
-bool TrialForm::isReadableIn(const QPalette &palette) const
-{
-    const QPalette own = m_window.palette();
-    return isReadable(palette.color(QPalette::WindowText), own.color(QPalette::Window))
-        && isReadable(palette.color(QPalette::Text), own.color(QPalette::Base))
-        && isReadable(palette.color(QPalette::ButtonText), palette.color(QPalette::Button));
-}
-
-template<typename Widget>
-void TrialForm::addPlaces(std::vector<Place> *places) const
-{
-    const auto widgets = m_window.findChildren<Widget *>();
-    for (const Widget *widget : widgets) {
-        const Place place = placeOf(*widget);
-        if (!place.text.isEmpty())
-            places->push_back(place);
-    }
-}
-
-std::vector<Place> TrialForm::places() const
-{
-    std::vector<Place> places;
-    addPlaces<QLabel>(&places);
-    addPlaces<QPushButton>(&places);
-    addPlaces<QGroupBox>(&places);
-    return places;
-}
-
-void TrialForm::show(const QFont &font)
-{
-    m_window.setFont(font);
-    const auto layouts = m_window.findChildren<QLayout *>();
-    for (QLayout *layout : layouts)
-        layout->activate();
-}
-
-QFont TrialForm::condensed(QFont font)
-{
-    double stretch = font.stretch() != QFont::AnyStretch ? font.stretch() : QFont::Unstretched;
-    for (show(font); stretch > narrowestStretch; show(font)) {
-        double share = 1;
-        for (const Place &place : places()) {
-            const double width = place.metrics.horizontalAdvance(place.text);
-            share = std::min(share, place.room.width() / width);
-        }
-        if (share >= 1)
-            break;
-        // Hinting makes fonts narrower in steps, so that the share is a first guess only.
-        stretch =
-            std::max<double>(narrowestStretch, std::floor(std::min(stretch - 1, stretch * share)));
-        font.setStretch(static_cast<int>(stretch));
-    }
-    return font;
-}
-
-bool TrialForm::isTooHigh() const
-{
-    const std::vector<Place> all = places();
-    return std::any_of(all.begin(), all.end(), isHigherThanItsPlace);
-}
-
-/** Returns @p palette with each of its colours set: Qt takes others from the desktop's. */
-QPalette complete(QPalette palette)
-{
-    for (int group = 0; group < QPalette::NColorGroups; ++group) {
-        for (int role = 0; role < QPalette::NColorRoles; ++role) {
-            const auto colorGroup = static_cast<QPalette::ColorGroup>(group);
-            const auto colorRole = static_cast<QPalette::ColorRole>(role);
-            palette.setBrush(colorGroup, colorRole, palette.brush(colorGroup, colorRole));
-        }
-    }
-    return palette;
-}
-
-void adaptPalette(const TrialForm &form)
-{
-    if (form.isReadableIn(QApplication::palette()))
-        return;
-    QPalette light = QApplication::style()->standardPalette();
-    // The own palette of a dark style is dark, too.
-    if (!form.isReadableIn(light)) {
-        const std::unique_ptr<QStyle> fusion(QStyleFactory::create(QStringLiteral("Fusion")));
-        light = fusion->standardPalette();
-    }
-    QApplication::setPalette(complete(light));
-}
-
-void adaptFont(TrialForm *form)
-{
-    const QFont desktopFont = QApplication::font();
-    QFont font = form->condensed(desktopFont);
-    if (form->isTooHigh()) {
-        // Wide-spread families that are low for their size.
-        const QStringList installed = QFontDatabase().families();
-        for (const char *family : {"Liberation Sans", "DejaVu Sans", "FreeSans"}) {
-            if (!installed.contains(QLatin1String(family)))
+    QTextCharFormat format;
+    format.setForeground(browser.palette().link());
+    for (QTextBlock block = browser.document()->begin(); block.isValid(); block = block.next()) {
+        const auto ranges = block.textFormats();
+        for (const QTextLayout::FormatRange &range : ranges) {
+            if (!range.format.isAnchor() || range.format.foreground() == format.foreground())
                 continue;
-            QFont candidate = desktopFont;
-            candidate.setFamily(QLatin1String(family));
-            candidate = form->condensed(candidate);
-            if (!form->isTooHigh()) {
-                font = candidate;
-                break;
-            }
+            QTextCursor link(block);
+            link.setPosition(block.position() + range.start);
+            link.setPosition(link.position() + range.length, QTextCursor::KeepAnchor);
+            link.mergeCharFormat(format);
         }
     }
-    if (font != desktopFont)
-        QApplication::setFont(font);
 }
 
-void adapt()
+/** Returns the height that letters need in the middle of a place: mostly less than their font's. */
+double heightOf(const QVector<quint32> &glyphs, const QRawFont &font)
 {
-    TrialForm form;
-    adaptPalette(form);
-    adaptFont(&form);
+    double spare = font.ascent();
+    for (const quint32 glyph : glyphs) {
+        const QRectF ink = font.boundingRect(glyph);
+        spare = std::min({spare, font.ascent() + ink.top(), font.descent() - ink.bottom()});
+    }
+    return font.ascent() + font.descent() - 2 * spare;
+}
+
+/** Returns the share of its width and height, up to 1, for which each text has room. */
+QSizeF leastRoom(const QWidget &pages, const QFont &font)
+{
+    QSizeF least(1, 1);
+    // Resized instead of looked for again, which takes long.
+    const QRawFont original = QRawFont::fromFont(font);
+    QHash<int, QRawFont> resized;
+    const auto widgets = pages.findChildren<const QWidget *>();
+    for (const QWidget *widget : widgets) {
+        const QString text =
+            widget->property("text").toString() + widget->property("title").toString();
+        // What is in a row has room to spare.
+        if (text.isEmpty() || Qt::mightBeRichText(text) || widget->parentWidget()->layout())
+            continue;
+        QSizeF room = widget->size();
+        if (const auto *button = qobject_cast<const QPushButton *>(widget))
+            room.rwidth() -= button->style()->pixelMetric(QStyle::PM_ButtonMargin)
+                + button->icon().actualSize(button->iconSize()).width();
+        const int pixels = qRound(widget->font().pointSizeF() * widget->logicalDpiY() / 72);
+        QRawFont &raw = *resized.insert(pixels, resized.value(pixels, original));
+        raw.setPixelSize(pixels);
+        const QVector<quint32> glyphs = raw.glyphIndexesForString(text);
+        const auto advances = raw.advancesForGlyphIndexes(glyphs, QRawFont::KernedAdvances);
+        QSizeF needed(0, raw.ascent() + raw.descent());
+        for (const QPointF &advance : advances)
+            needed.rwidth() += advance.x();
+        if (needed.height() > room.height())
+            needed.setHeight(heightOf(glyphs, raw));
+        least = least.boundedTo({room.width() / needed.width(), room.height() / needed.height()});
+    }
+    return least;
+}
+
+/** Condenses @p font until no text of @p pages is too wide; returns whether none is too high. */
+bool condense(QFont *font, const QWidget &pages)
+{
+    int stretch = font->stretch() == QFont::AnyStretch ? QFont::Unstretched : font->stretch();
+    QSizeF room = leastRoom(pages, *font);
+    while (room.width() < 1 && stretch > narrowestStretch) {
+        // Fonts become narrower in steps, so that the room is a first guess only.
+        stretch = qBound(narrowestStretch, static_cast<int>(stretch * room.width()), stretch - 1);
+        font->setStretch(stretch);
+        room = leastRoom(pages, *font);
+    }
+    return room.height() >= 1;
+}
+
+/** Returns a font for @p pages that sets only what cannot be the desktop's. */
+QFont fittingFont(const QWidget &pages)
+{
+    QFont own;
+    if (condense(&own, pages))
+        return own;
+    // Widespread families that are low for their size.
+    for (const char *family : {"Liberation Sans", "DejaVu Sans", "FreeSans"}) {
+        QFont other;
+        other.setFamily(QLatin1String(family));
+        if (condense(&other, pages) && QFontInfo(other).family() == other.family())
+            return other;
+    }
+    return own;
 }
 
 } // namespace
 
-Appearance::Appearance()
+Appearance::Appearance(QMainWindow *window)
+    : m_window(window)
+    , m_formPalette(window->palette())
 {
     adapt();
-    qApp->installEventFilter(this);
+    // Queued, since the widgets learn of a change later.
+    connect(qApp, &QApplication::fontChanged, this, &Appearance::adapt, Qt::QueuedConnection);
+    connect(qApp, &QApplication::paletteChanged, this, &Appearance::adapt, Qt::QueuedConnection);
 }
 
-void Appearance::scaleWithTheScreen()
+void Appearance::adapt()
 {
-    QGuiApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
-    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
-        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-}
-
-bool Appearance::eventFilter(QObject *watched, QEvent *event)
-{
-    const bool isChange = event->type() == QEvent::ApplicationFontChange
-        || event->type() == QEvent::ApplicationPaletteChange;
-    if (isChange && !m_isAdapting) {
-        m_isAdapting = true;
-        // Once all widgets know of the change. Some desktops make one just after the start.
-        QTimer::singleShot(0, this, [this] {
-            adapt();
-            m_isAdapting = false;
-        });
+    QPalette palette = m_formPalette;
+    if (!hasDarkTexts(QApplication::palette())) {
+        QPalette light = QApplication::style()->standardPalette();
+        // The own palette of a dark style is dark, too.
+        if (!hasDarkTexts(light))
+            light = QPalette(QColor(Qt::lightGray));
+        // As if every colour were set: the desktop's would replace the others.
+        light.resolve(~0U);
+        palette = palette.resolve(light);
     }
-    return QObject::eventFilter(watched, event);
+    m_window->setPalette(palette);
+    QWidget *pages = m_window->centralWidget();
+    const auto browsers = pages->findChildren<const QTextBrowser *>();
+    for (const QTextBrowser *browser : browsers)
+        colorLinks(*browser);
+    pages->setFont(fittingFont(*pages));
 }

@@ -5,14 +5,29 @@
 
 #include <QApplication>
 
+namespace {
+
+/**
+ * Lets the window grow with the screen's resolution, in any ratio. The user's environment
+ * variables for scaling take precedence.
+ */
+void scaleWithTheScreen()
+{
+    QGuiApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
+        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}
+
+} // namespace
+
 int main(int argc, char *argv[])
 {
     StandardStreams::secure();
-    Appearance::scaleWithTheScreen();
+    scaleWithTheScreen();
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.tarvos.fennix"));
-    const Appearance appearance;
     MainWindow window;
+    const Appearance appearance(&window);
     window.show();
 
     // Only now: what the window's construction logs is not wanted in the log.

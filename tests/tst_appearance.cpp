@@ -1,14 +1,18 @@
 #include "appearance.h"
 #include "mainwindow.h"
+#include "patience.h"
 #include "readability.h"
 #include "text_cuts.h"
 
 #include <QFontDatabase>
+#include <QGroupBox>
 #include <QLabel>
+#include <QMenuBar>
 #include <QProxyStyle>
 #include <QPushButton>
 #include <QStyleFactory>
-#include <QStyleOption>
+#include <QTextBlock>
+#include <QTextBrowser>
 #include <QtTest>
 
 namespace {
@@ -25,50 +29,6 @@ QPalette darkPalette()
     return palette;
 }
 
-/** A style with too little room for the text of one kind of place, unless it is condensed. */
-class TightStyle : public QProxyStyle
-{
-public:
-    enum Place { Title, ButtonWithIcon };
-
-    explicit TightStyle(Place place)
-        : QProxyStyle("Fusion")
-        , m_place(place)
-    { }
-
-    QRect subControlRect(ComplexControl control, const QStyleOptionComplex *option,
-                         SubControl subControl, const QWidget *widget) const override
-    {
-        QRect rect = QProxyStyle::subControlRect(control, option, subControl, widget);
-        if (m_place == Title && subControl == SC_GroupBoxLabel && widget)
-            rect.setWidth(rect.width() + (isCondensed(*widget) ? 3 : -3));
-        return rect;
-    }
-
-    /** The icon leaves a little less than the text takes. */
-    QRect subElementRect(SubElement element, const QStyleOption *option,
-                         const QWidget *widget) const override
-    {
-        QRect rect = QProxyStyle::subElementRect(element, option, widget);
-        const auto *button = qobject_cast<const QPushButton *>(widget);
-        if (m_place == ButtonWithIcon && element == SE_PushButtonContents && button
-            && button->objectName() == "devConnectButton") {
-            const int text = button->fontMetrics().horizontalAdvance(button->text());
-            rect.setWidth(button->iconSize().width() + text + (isCondensed(*button) ? 8 : 2));
-        }
-        return rect;
-    }
-
-private:
-    static bool isCondensed(const QWidget &widget)
-    {
-        return widget.font().stretch() != QFont::AnyStretch
-            && widget.font().stretch() < QFont::Unstretched;
-    }
-
-    const Place m_place;
-};
-
 /** A style that has a palette of its own. */
 class ColouredStyle : public QProxyStyle
 {
@@ -84,9 +44,46 @@ private:
     const QPalette m_palette;
 };
 
-} // namespace
+/** The window as main() makes it. */
+struct FittedWindow : MainWindow
+{
+    FittedWindow() { show(); }
 
-Q_DECLARE_METATYPE(TightStyle::Place)
+    QFont textFont() const { return centralWidget()->font(); }
+
+    const Appearance appearance {this};
+};
+
+/** Returns the colour of the only link of @p window's help. */
+QColor linkColor(const MainWindow &window)
+{
+    const QTextDocument *help = window.findChild<QTextBrowser *>("helpTextLinux")->document();
+    for (QTextBlock block = help->begin(); block.isValid(); block = block.next()) {
+        const auto ranges = block.textFormats();
+        for (const QTextLayout::FormatRange &range : ranges) {
+            if (range.format.isAnchor())
+                return range.format.foreground().color();
+        }
+    }
+    return {};
+}
+
+/** Watches what the program must not touch. */
+class ApplicationWatch
+{
+public:
+    /** Returns whether the application's font and palette are those of the desktop. */
+    bool isUntouched() const
+    {
+        return QApplication::font() == m_font && QApplication::palette() == m_palette;
+    }
+
+private:
+    const QFont m_font = QApplication::font();
+    const QPalette m_palette = QApplication::palette();
+};
+
+} // namespace
 
 class AppearanceTest : public QObject
 {
@@ -97,18 +94,24 @@ private slots:
     void cleanup();
     void noTextIsCut_data();
     void noTextIsCut();
-    void aFontThatFitsStaysAsItIs();
-    void aFontThatIsTooWideIsCondensed();
-    void aFontThatIsTooHighGivesWayToAnother();
+    void fittingFontStays();
+    void wideFontIsCondensed();
+    void highFontGivesWayToAnother();
     void isNeverCondensedBeyondReading();
-    void everyKindOfPlaceCounts_data();
-    void everyKindOfPlaceCounts();
-    void followsTheDesktop();
+    void everyKindOfTextCounts_data();
+    void everyKindOfTextCounts();
+    void menusKeepTheDesktopsFont();
+    void followsTheDesktopsFont();
     void textsAreReadable_data();
     void textsAreReadable();
-    void aLightDesktopKeepsItsColours();
-    void theStylesOwnLightColoursComeFirst();
-    void aDarkStyleGetsLightColoursToo();
+    void onePaleTextIsOneTooMany_data();
+    void onePaleTextIsOneTooMany();
+    void followsTheDesktopsColours();
+    void formKeepsItsBackgrounds();
+    void lightDesktopKeepsItsColours();
+    void stylesOwnLightColoursComeFirst();
+    void darkStyleGetsLightColoursToo();
+    void neverChangesTheApplication();
 
 private:
     QFont m_font;
@@ -126,6 +129,7 @@ void AppearanceTest::cleanup()
     QApplication::setStyle(QStyleFactory::create("Fusion"));
     QApplication::setFont(m_font);
     QApplication::setPalette(m_palette);
+    loseSomePatience();
 }
 
 void AppearanceTest::noTextIsCut_data()
@@ -146,95 +150,122 @@ void AppearanceTest::noTextIsCut()
     QVERIFY2(QFontDatabase().families().contains(family), "scripts/test installs this font");
     QApplication::setFont(QFont(family, pointSize));
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    const QFont font = QApplication::font();
+    const QFont font = window.textFont();
     QCOMPARE(font.pointSize(), pointSize);
     QCOMPARE(font.weight(), static_cast<int>(QFont::Normal));
     QCOMPARE(font.style(), QFont::StyleNormal);
-    MainWindow window;
-    window.show();
     const QString cuts = cutTexts(window).join("; ");
     QVERIFY2(cuts.isEmpty(), qPrintable(cuts));
 }
 
-void AppearanceTest::aFontThatFitsStaysAsItIs()
+void AppearanceTest::fittingFontStays()
 {
     const QFont narrow("FreeSans", 9);
     QApplication::setFont(narrow);
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    QCOMPARE(QApplication::font(), narrow);
+    QCOMPARE(window.textFont(), narrow);
 }
 
-void AppearanceTest::aFontThatIsTooWideIsCondensed()
+void AppearanceTest::wideFontIsCondensed()
 {
     QApplication::setFont(QFont("DejaVu Sans", 9));
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    const QFont font = QApplication::font();
+    const QFont font = window.textFont();
     QCOMPARE(font.family(), QString("DejaVu Sans"));
     QVERIFY2(font.stretch() >= 80 && font.stretch() < 90, QByteArray::number(font.stretch()));
 }
 
-void AppearanceTest::aFontThatIsTooHighGivesWayToAnother()
+void AppearanceTest::highFontGivesWayToAnother()
 {
     QApplication::setFont(QFont("Open Sans", 12));
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    QCOMPARE(QApplication::font().family(), QString("Liberation Sans"));
+    QCOMPARE(window.textFont().family(), QString("Liberation Sans"));
 }
 
 void AppearanceTest::isNeverCondensedBeyondReading()
 {
     QApplication::setFont(QFont("DejaVu Sans", 40));
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    QCOMPARE(QApplication::font().stretch(), 60);
+    QCOMPARE(window.textFont().stretch(), 60);
 }
 
-void AppearanceTest::everyKindOfPlaceCounts_data()
+void AppearanceTest::everyKindOfTextCounts_data()
 {
-    QTest::addColumn<TightStyle::Place>("place");
-    QTest::newRow("a title") << TightStyle::Title;
-    QTest::newRow("a button with an icon") << TightStyle::ButtonWithIcon;
+    QTest::addColumn<QByteArray>("widget");
+    QTest::addColumn<QByteArray>("property");
+    QTest::newRow("label") << QByteArray("label_2") << QByteArray("text");
+    QTest::newRow("button") << QByteArray("installFwBtn") << QByteArray("text");
+    QTest::newRow("button with an icon") << QByteArray("devConnectButton") << QByteArray("text");
+    QTest::newRow("title") << QByteArray("groupBox") << QByteArray("title");
 }
 
-void AppearanceTest::everyKindOfPlaceCounts()
+/** Texts grow by a letter at a time: only the icon or the frame can make the last one too wide. */
+void AppearanceTest::everyKindOfTextCounts()
 {
-    QFETCH(TightStyle::Place, place);
+    QFETCH(QByteArray, widget);
+    QFETCH(QByteArray, property);
     QApplication::setFont(QFont("FreeSans", 9));
-    QApplication::setStyle(new TightStyle(place));
+    MainWindow window;
+    auto *changed = window.findChild<QWidget *>(widget);
+    const auto *button = qobject_cast<QPushButton *>(changed);
+    const bool hasIcon = button && !button->icon().availableSizes().isEmpty();
+    const int room = changed->width() - (hasIcon ? button->iconSize().width() : 0);
+    QString text;
+    while (changed->fontMetrics().horizontalAdvance(text) <= room)
+        text += 'n';
+    changed->setProperty(property, text);
 
-    const Appearance appearance;
+    const Appearance appearance(&window);
 
-    QVERIFY(QApplication::font().stretch() >= 90 && QApplication::font().stretch() < 100);
+    const int stretch = changed->font().stretch();
+    QVERIFY2(stretch >= 80 && stretch < 100, QByteArray::number(stretch));
+    QVERIFY(changed->fontMetrics().horizontalAdvance(text) <= room);
 }
 
-void AppearanceTest::followsTheDesktop()
+void AppearanceTest::menusKeepTheDesktopsFont()
 {
-    const Appearance appearance;
-    MainWindow window;
+    const QFont wide("DejaVu Sans", 9);
+    QApplication::setFont(wide);
+
+    const FittedWindow window;
+
+    QVERIFY(window.textFont() != wide);
+    QCOMPARE(window.menuBar()->font(), wide);
+    const auto menus = window.findChildren<QMenu *>();
+    for (const QMenu *menu : menus)
+        QCOMPARE(menu->font(), wide);
+}
+
+void AppearanceTest::followsTheDesktopsFont()
+{
+    const FittedWindow window;
     const QLabel *label = window.findChild<QLabel *>("label_2");
 
     for (const int pointSize : {12, 13}) {
         QApplication::setFont(QFont("DejaVu Sans", pointSize));
-        QTRY_VERIFY(label->sizeHint().width() <= label->width());
+        QTRY_VERIFY_WITH_TIMEOUT(label->sizeHint().width() <= label->width(), patienceMs());
         QCOMPARE(label->font().pointSize(), pointSize);
     }
-    QApplication::setPalette(darkPalette());
-    QTRY_COMPARE(unreadableTexts(window), QStringList());
+    const QFont narrow("FreeSans", 9);
+    QApplication::setFont(narrow);
+    QTRY_COMPARE_WITH_TIMEOUT(label->font(), narrow, patienceMs());
 }
 
 void AppearanceTest::textsAreReadable_data()
 {
     QTest::addColumn<QPalette>("desktop");
-    QTest::newRow("a light desktop") << m_palette;
-    QTest::newRow("a dark desktop") << darkPalette();
+    QTest::newRow("light") << m_palette;
+    QTest::newRow("dark") << darkPalette();
 }
 
 void AppearanceTest::textsAreReadable()
@@ -242,47 +273,112 @@ void AppearanceTest::textsAreReadable()
     QFETCH(QPalette, desktop);
     QApplication::setPalette(desktop);
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    const MainWindow window;
     const QString unreadable = unreadableTexts(window).join("; ");
     QVERIFY2(unreadable.isEmpty(), qPrintable(unreadable));
+    QCOMPARE(linkColor(window), window.palette().color(QPalette::Link));
 }
 
-void AppearanceTest::aLightDesktopKeepsItsColours()
+void AppearanceTest::onePaleTextIsOneTooMany_data()
+{
+    QTest::addColumn<QPalette::ColorRole>("text");
+    QTest::addColumn<QPalette::ColorRole>("background");
+    QTest::newRow("in windows") << QPalette::WindowText << QPalette::Window;
+    QTest::newRow("in fields") << QPalette::Text << QPalette::Base;
+    QTest::newRow("on buttons") << QPalette::ButtonText << QPalette::Button;
+}
+
+void AppearanceTest::onePaleTextIsOneTooMany()
+{
+    QFETCH(QPalette::ColorRole, text);
+    QFETCH(QPalette::ColorRole, background);
+    QPalette desktop = m_palette;
+    desktop.setColor(text, Qt::white);
+    QApplication::setPalette(desktop);
+
+    const FittedWindow window;
+
+    QVERIFY(contrast(window.palette(), QPalette::Active, text, background) >= 4.5);
+}
+
+void AppearanceTest::followsTheDesktopsColours()
+{
+    QPalette light = m_palette;
+    light.setColor(QPalette::Link, Qt::darkGreen);
+    const FittedWindow window;
+
+    for (int i = 0; i < 2; ++i) {
+        QApplication::setPalette(darkPalette());
+        QTRY_COMPARE_WITH_TIMEOUT(unreadableTexts(window), QStringList(), patienceMs());
+        QVERIFY(linkColor(window) != darkPalette().color(QPalette::Link));
+
+        QApplication::setPalette(light);
+        QTRY_COMPARE_WITH_TIMEOUT(linkColor(window), QColor(Qt::darkGreen), patienceMs());
+        QCOMPARE(window.palette().color(QPalette::WindowText), light.color(QPalette::WindowText));
+    }
+}
+
+void AppearanceTest::formKeepsItsBackgrounds()
+{
+    const QPalette form = MainWindow().palette();
+    QApplication::setPalette(darkPalette());
+
+    const FittedWindow window;
+
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+        for (const auto role : {QPalette::Base, QPalette::Window})
+            QCOMPARE(window.palette().color(group, role), form.color(group, role));
+    }
+}
+
+void AppearanceTest::lightDesktopKeepsItsColours()
 {
     QPalette light = m_palette;
     light.setColor(QPalette::Highlight, QColor(0x3d, 0xae, 0xe9));
     light.setColor(QPalette::WindowText, QColor(0x23, 0x26, 0x29));
     QApplication::setPalette(light);
+    const MainWindow plain;
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    QCOMPARE(QApplication::palette(), light);
+    QCOMPARE(window.palette(), plain.palette());
+    QCOMPARE(window.palette().color(QPalette::WindowText), QColor(0x23, 0x26, 0x29));
 }
 
-void AppearanceTest::theStylesOwnLightColoursComeFirst()
+void AppearanceTest::stylesOwnLightColoursComeFirst()
 {
     QPalette light = m_palette;
     light.setColor(QPalette::Highlight, QColor(0x1b, 0x6a, 0x94));
     QApplication::setStyle(new ColouredStyle(light));
     QApplication::setPalette(darkPalette());
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    QCOMPARE(QApplication::palette().color(QPalette::Highlight), QColor(0x1b, 0x6a, 0x94));
-    QCOMPARE(QApplication::palette().color(QPalette::WindowText), QColor(Qt::black));
+    QCOMPARE(window.palette().color(QPalette::Highlight), QColor(0x1b, 0x6a, 0x94));
+    QCOMPARE(window.palette().color(QPalette::WindowText), QColor(Qt::black));
 }
 
-void AppearanceTest::aDarkStyleGetsLightColoursToo()
+void AppearanceTest::darkStyleGetsLightColoursToo()
 {
     QApplication::setStyle(new ColouredStyle(darkPalette()));
     QApplication::setPalette(darkPalette());
 
-    const Appearance appearance;
+    const FittedWindow window;
 
-    const MainWindow window;
     QCOMPARE(unreadableTexts(window), QStringList());
+}
+
+void AppearanceTest::neverChangesTheApplication()
+{
+    QApplication::setFont(QFont("DejaVu Sans", 12));
+    QApplication::setPalette(darkPalette());
+    const ApplicationWatch watch;
+
+    const FittedWindow window;
+
+    QVERIFY(window.textFont() != QApplication::font());
+    QVERIFY(watch.isUntouched());
 }
 
 QTEST_MAIN(AppearanceTest)

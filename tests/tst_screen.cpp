@@ -29,13 +29,17 @@ void say(const QString &text)
     QTextStream(stdout) << text << '\n';
 }
 
-/** Prints the size of the window in pixels of the screen, what cannot be read, what is cut. */
+/**
+ * Prints the size of the window in pixels of the screen, what cannot be read, what is cut, and
+ * whether the desktop is dark or light.
+ */
 void look(MainWindow *window)
 {
     const QSize pixels = window->grab().size();
     say(QString("%1 %2").arg(pixels.width()).arg(pixels.height()));
     say(unreadableTexts(*window).join("; "));
     say(cutTexts(*window).join("; "));
+    say(QApplication::palette().window().color().lightness() < 128 ? "dark" : "light");
     QCoreApplication::quit();
 }
 
@@ -193,6 +197,7 @@ void ScreenTest::aDarkDesktopIsReadable()
     const QList<QByteArray> lines = program.readAllStandardOutput().split('\n');
     QCOMPARE(lines.at(1), QByteArray());
     QCOMPARE(lines.at(2), QByteArray());
+    QCOMPARE(lines.at(3), QByteArray("dark"));
 }
 
 void ScreenTest::quittingLetsAnInstallationFinish_data()

@@ -11,11 +11,10 @@
 
 int main(int argc, char *argv[])
 {
-    Appearance::scaleWithTheScreen();
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.tarvos.fennix"));
-    const Appearance appearance;
     MainWindow window;
+    const Appearance appearance(&window);
     window.show();
     if (!QTest::qWaitForWindowExposed(&window))
         return 1;

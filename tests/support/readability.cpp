@@ -1,5 +1,7 @@
 #include "readability.h"
 
+#include <QMenu>
+
 #include <algorithm>
 #include <cmath>
 
@@ -55,6 +57,8 @@ QStringList unreadableTexts(const QMainWindow &window)
     QList<const QWidget *> widgets = window.findChildren<const QWidget *>();
     widgets.append(&window);
     for (const QWidget *widget : qAsConst(widgets)) {
+        if (qobject_cast<const QMenu *>(widget))
+            continue;
         for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive}) {
             for (const Pair &pair : pairs) {
                 const double value = contrast(widget->palette(), group, pair.text, pair.background);

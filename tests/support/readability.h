@@ -11,5 +11,6 @@ double contrast(const QPalette &palette, QPalette::ColorGroup group, QPalette::C
 /**
  * Returns the widgets of @p window, itself included, in which an enabled text or link has a
  * contrast of less than 4.5 to 1 with its background, or one that is selected of less than 3.
+ * Menus do not count: they have the desktop's colours throughout.
  */
 QStringList unreadableTexts(const QMainWindow &window);
