@@ -72,6 +72,7 @@ MainWindow::MainWindow(QWidget *parent)
     , ui(new Ui_MainWindow)
 {
     ui->setupUi(this);
+    describeForm();
     ui->stackedWidget->setCurrentWidget(ui->pageNotConnected);
     setWindowTitle(tr("FENNIX"));
     deviceEnumerator = new Tarvos::DeviceEnumerator(this);
@@ -97,6 +98,13 @@ MainWindow::~MainWindow()
 {
     finishInstallation();
     delete ui;
+}
+
+/** Tells assistive technologies what has no text of its own. */
+void MainWindow::describeForm()
+{
+    ui->refreshComButton->setAccessibleName(tr("Refresh the list of devices"));
+    ui->label_packetCount->setAccessibleDescription(tr("Received packets"));
 }
 
 void MainWindow::createFileMenu()

@@ -69,6 +69,7 @@ private slots:
     void enableContinueBtn();
 
 private:
+    void describeForm();
     void createFileMenu();
     void createHelpMenu();
     void connectForm();

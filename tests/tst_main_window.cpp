@@ -6,6 +6,7 @@
 #include "window_under_test.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QMenuBar>
@@ -41,6 +42,7 @@ private slots:
     void slotsStandInOrder();
     void startsOnTheStartPage();
     void theStackOfPagesIsTheCentralWidget();
+    void describesWhatHasNoText();
     void ownsTwoSingleShotTimers();
     void namesQuitInTheFileMenu();
     void quits();
@@ -123,6 +125,20 @@ void MainWindowTest::theStackOfPagesIsTheCentralWidget()
     const WindowUnderTest test;
 
     QCOMPARE(test.window.centralWidget(), test.find<QStackedWidget>("stackedWidget"));
+}
+
+void MainWindowTest::describesWhatHasNoText()
+{
+    const WindowUnderTest test;
+
+    QAccessibleInterface *refresh =
+        QAccessible::queryAccessibleInterface(test.find<QAbstractButton>("refreshComButton"));
+    QAccessibleInterface *count =
+        QAccessible::queryAccessibleInterface(test.find<QLabel>("label_packetCount"));
+
+    QCOMPARE(refresh->text(QAccessible::Name), QString("Refresh the list of devices"));
+    QCOMPARE(count->text(QAccessible::Description), QString("Received packets"));
+    QCOMPARE(count->text(QAccessible::Name), QString("0"));
 }
 
 void MainWindowTest::ownsTwoSingleShotTimers()
