@@ -105,9 +105,10 @@ void printForwarding(const Row &row)
 
 void printStart(const Row &row)
 {
-    std::printf("%-22s %8.0f %8.1f\n", qPrintable(row.subject.name),
+    std::printf("%-22s %8.0f %8.1f %10.1f\n", qPrintable(row.subject.name),
                 median(row.starts, &StartResult::milliseconds),
-                median(row.starts, &StartResult::memory) / 1024);
+                median(row.starts, &StartResult::memory) / 1024,
+                static_cast<double>(countStart(row.subject)) / 1e6);
 }
 
 void printGrowth(const Subject &subject, int frames)
@@ -140,7 +141,7 @@ int main(int argc, char *argv[])
         if (row.subject.forwards)
             printForwarding(row);
     }
-    std::printf("\n%-22s %8s %8s\n", "", "start ms", "MB");
+    std::printf("\n%-22s %8s %8s %10s\n", "", "start ms", "MB", "mega ins");
     for (const Row &row : rows) {
         if (!row.starts.empty())
             printStart(row);

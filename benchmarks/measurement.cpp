@@ -92,3 +92,9 @@ StartResult measureStart(const Subject &subject)
     const RunningSubject running(subject, QString());
     return {static_cast<double>(running.startTime()) / 1e6, running.memory()};
 }
+
+int64_t countStart(const Subject &subject)
+{
+    RunningSubject running(subject, QString(), true);
+    return running.stop();
+}

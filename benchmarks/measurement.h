@@ -31,3 +31,6 @@ double countInstructions(const Subject &subject, FrameSource::Rate rate, int fra
 
 /** Starts @p subject once. */
 StartResult measureStart(const Subject &subject);
+
+/** Returns how many instructions of its own @p subject takes to its shown window, by valgrind. */
+int64_t countStart(const Subject &subject);
