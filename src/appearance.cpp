@@ -72,7 +72,9 @@ QSizeF leastRoom(const QWidget &pages, const QFont &font)
         if (const auto *button = qobject_cast<const QPushButton *>(widget))
             room.rwidth() -= button->style()->pixelMetric(QStyle::PM_ButtonMargin)
                 + button->icon().actualSize(button->iconSize()).width();
-        const int pixels = qRound(widget->font().pointSizeF() * widget->logicalDpiY() / 72);
+        const double points = widget->font().pointSizeF(); // Negative if set in pixels.
+        const int pixels =
+            points > 0 ? qRound(points * widget->logicalDpiY() / 72) : widget->font().pixelSize();
         QRawFont &raw = *resized.insert(pixels, resized.value(pixels, original));
         raw.setPixelSize(pixels);
         const QVector<quint32> glyphs = raw.glyphIndexesForString(text);

@@ -95,6 +95,7 @@ private slots:
     void noTextIsCut_data();
     void noTextIsCut();
     void fittingFontStays();
+    void fontSetInPixelsIsMeasuredToo();
     void wideFontIsCondensed();
     void highFontGivesWayToAnother();
     void isNeverCondensedBeyondReading();
@@ -168,6 +169,19 @@ void AppearanceTest::fittingFontStays()
     const FittedWindow window;
 
     QCOMPARE(window.textFont(), narrow);
+}
+
+void AppearanceTest::fontSetInPixelsIsMeasuredToo()
+{
+    QFont wide("DejaVu Sans");
+    wide.setPixelSize(20);
+    QApplication::setFont(wide);
+
+    const FittedWindow window;
+
+    const QLabel *label = window.findChild<QLabel *>("label_2");
+    QCOMPARE(label->font().pixelSize(), 20);
+    QVERIFY(label->sizeHint().width() <= label->width());
 }
 
 void AppearanceTest::wideFontIsCondensed()
