@@ -49,7 +49,7 @@ class JsonLine:
         while b"\n" not in self.received:
             chunk = self.socket.recv(1 << 20)
             if not chunk:
-                raise Failure("the machine has ended")
+                raise Failure("the emulated computer has ended")
             self.received += chunk
         line, self.received = self.received.split(b"\n", 1)
         # The agent begins an answer to a new listener with this byte.

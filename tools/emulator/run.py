@@ -9,7 +9,7 @@ from bench import Bench
 from guest import Failure
 from scenarios import SCENARIOS
 
-# These give the others a machine that runs and has the packages.
+# These start the computer and install the packages, for all others.
 NEEDED = ("install", "power-on")
 
 
@@ -46,7 +46,7 @@ def play(name, bench):
 
 
 def play_all(names, bench):
-    """How many passed; without a machine that runs, the rest is not tried."""
+    """How many passed; if the computer does not run, the rest is not tried."""
     passed = 0
     for name in names:
         if play(name, bench):

@@ -35,7 +35,7 @@ MANUAL = "FENNIX-BHB-en.pdf"
 # Tells whether the port of Wireshark's UDP listener is taken.
 IS_LISTENING = f"grep -qi ':{frames.ZEP_PORT:X} ' /proc/net/udp /proc/net/udp6"
 # The emulator for each architecture, and the port on which it has the board.
-MACHINES = {
+COMPUTERS = {
     "armhf": (["qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15"], "ttyAMA0"),
     "amd64": (["qemu-system-x86_64", "-M", "q35"], "ttyS0"),
 }
@@ -68,7 +68,7 @@ class Bench:
     def __init__(self, options):
         self.options = options
         self.folder = options.output
-        self.emulator, self.board_port = MACHINES[options.architecture]
+        self.emulator, self.board_port = COMPUTERS[options.architecture]
         self.frames = self.read_frames()
         self.simulator = self.simulate("--device", f"vostrel:{self.board_port}", "--interval", "50")
         self.bridge = None
@@ -86,7 +86,7 @@ class Bench:
         finally:
             simulator.stop()
 
-    # The machine
+    # The computer
 
     def power_on(self):
         if self.guest:
