@@ -16,7 +16,7 @@ test_packages=("${build_packages[@]}" "${simulator_packages[@]}" "${capture_pack
     "${namespace_packages[@]}" "${font_packages[@]}" "${server_packages[@]}")
 watch_packages=(strace valgrind)
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
-manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb xauth iproute2 fontconfig
+manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb iproute2 fontconfig
     fonts-roboto-unhinted fonts-dejavu-core wireshark xdotool imagemagick python3-cryptography)
 fuzz_packages=(clang llvm)
 lint_packages=(clang-format clang-tidy clazy cppcheck shellcheck lua5.2 lua5.4 lua-check)

@@ -15,7 +15,8 @@ FirmwareStage::FirmwareStage(const QString &directory)
 {
     const QString sudo = QStandardPaths::findExecutable(QStringLiteral("sudo"));
     if (m_directory.isEmpty() || sudo != m_directory + QLatin1String("/bin/sudo"))
-        qFatal("the stand-in for sudo does not come first; run docs/manual/make-screenshots");
+        qFatal("the stand-in for sudo does not come first; run "
+               "tools/screenshots/make-manual-pictures");
 }
 
 QString FirmwareStage::placeFirmware() const

@@ -10,7 +10,7 @@
 /**
  * fennix-screenshots OUTPUT_DIRECTORY STAGE_DIRECTORY: saves a picture of every
  * page of the program in every state that the manual and the README show. Needs
- * what docs/manual/make-screenshots sets up around it.
+ * what make-manual-pictures sets up around it.
  */
 int main(int argc, char *argv[])
 {
