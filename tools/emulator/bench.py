@@ -19,17 +19,17 @@ CAPTURE = "/home/user/capture.pcapng"
 OWN_ADDRESS = "10.0.2.15"
 GATEWAY = "10.0.2.2"
 
-# The window and the places in it.
+# The window and what is clicked in it.
 WINDOW = "^FENNIX$"
-REFRESH = (485, 247)
-CONNECT = (455, 368)
-DISCONNECT = (470, 448)
-REMOTE_ADDRESS = (354, 241)
-START = (495, 321)
-STOP = (438, 321)
-INSTALL_FIRMWARE = (285, 277)
-BACK = (425, 277)
-HELP_MENU = (55, 10)
+REFRESH = "refreshComButton"
+CONNECT = "devConnectButton"
+DISCONNECT = "devDisconnectButton"
+REMOTE_ADDRESS = "remoteIpInput"
+START = "OnBtn"
+STOP = "OffBtn"
+INSTALL_FIRMWARE = "installFwBtn"
+BACK = "backBtn"
+HELP_MENU = "menuBar"
 MANUAL = "FENNIX-BHB-en.pdf"
 
 # Tells whether the port of Wireshark's UDP listener is taken.
@@ -43,6 +43,13 @@ COMPUTERS = {
 # This end's tshark, with the plug-in as it is here.
 TSHARK = ("scripts/with-plugins", "packaging/wireshark", "tshark")
 LISTENER = ("-o", f"extcap.udpdump.port:{frames.ZEP_PORT}", "-o", "extcap.udpdump.payload:fennix")
+
+
+def read_places():
+    """Where each widget of the window is clicked."""
+    with open("tests/support/button-places", encoding="utf-8") as file:
+        lines = [line.split() for line in file if not line.startswith("#")]
+    return {widget: (int(x), int(y)) for widget, x, y in lines}
 
 
 class Simulator:
@@ -69,6 +76,7 @@ class Bench:
         self.options = options
         self.folder = options.output
         self.emulator, self.board_port = COMPUTERS[options.architecture]
+        self.places = read_places()
         self.frames = self.read_frames()
         self.simulator = self.simulate("--device", f"vostrel:{self.board_port}", "--interval", "50")
         self.bridge = None
@@ -208,9 +216,9 @@ class Bench:
     def xdotool(self, actions):
         self.guest.run(f"xdotool {actions}", USER)
 
-    def click(self, place, actions="click 1"):
+    def click(self, widget, actions="click 1"):
         window = self.wait_for_window()
-        x, y = place
+        x, y = self.places[widget]
         self.xdotool(
             f"windowactivate --sync {window} mousemove --window {window} {x} {y} {actions}"
         )

@@ -1,9 +1,8 @@
-# What the demo plays on, sourced by it: programs in the background, each with a log, a
-# network of its own and a hidden screen in it.
+# What the demo plays on, sourced by it: programs in the background, each with a log, a hidden
+# screen and a stand-in for the flashing tool.
 
 output=build/demo
 zep_port=17754
-alone=()
 declare -A running=()
 
 # start NAME COMMAND...: in the background, with its errors in NAME.log
@@ -35,35 +34,16 @@ end_all()
 {
     kill "${running[@]}" 2> /dev/null || true
     wait
-    rm -f "$output/control"
+    rm -f "$output"/{control,outcome}
 }
 
-# Ordinary users get namespaces of the network and of mounts inside one of users only.
-private=(unshare)
-[ "$(id -u)" -eq 0 ] || private+=(--user --map-root-user)
-
-# Gives what is started behind "${alone[@]}" a network and a folder for the locks of serial
-# ports of its own: no foreign datagrams reach in, and nothing there is taken.
-start_network()
-{
-    start network "${private[@]}" --net --mount bash -ec '
-        ip link set lo up
-        mount -t tmpfs tmpfs /run/lock
-        : > "$1"
-        exec sleep infinity' - "$output/network"
-    wait_for network "a network of its own" test -e "$output/network"
-    alone=(nsenter --target "${running[network]}" --net --mount)
-    [ "$(id -u)" -eq 0 ] || alone+=(--user --preserve-credentials)
-    alone+=(env --chdir "$PWD")
-}
-
-# In the network of its own the screen is found without a socket in /tmp/.X11-unix, a
+# In a network of its own the screen is found without a socket in /tmp/.X11-unix, a
 # folder that only root can make as it should be. Its number is its own: it also names the
 # file of the keyboard's map, which a server of the same number would spoil, even in another
 # network.
 start_screen()
 {
-    start screen "${alone[@]}" Xvfb ":$$" -displayfd 3 -screen 0 1024x768x24 -dpi 96 \
+    start screen Xvfb ":$$" -displayfd 3 -screen 0 1024x768x24 -dpi 96 \
         -nolisten tcp -nolisten unix 3> "$output/display"
     wait_for screen "the hidden screen" test -s "$output/display"
     DISPLAY=:$(cat "$output/display")
@@ -81,17 +61,50 @@ start_simulator()
     # Control lines for the simulator come through a pipe that is never at its end.
     mkfifo "$control"
     if $no_firmware; then
-        command=(scripts/firmware-stand-in "$control" "${command[@]}" --device mirzel:silent)
+        stand_in_for_flashing
+        command+=(--device mirzel:silent)
     fi
-    start simulator "${alone[@]}" "${command[@]}" -- stdbuf -oL build/release/bin/fennix \
+    start simulator "${command[@]}" -- stdbuf -oL build/release/bin/fennix \
         <> "$control" >> "$output/simulator.log"
+}
+
+# A firmware file, and a sudo that only plays the flashing tool, in a /usr/share of its own.
+stand_in_for_flashing()
+{
+    mkdir "$output/bin" "$output/fw"
+    echo "no real firmware" > "$output/fw/sniffer.GCF"
+    mkdir -p /usr/share/fennix
+    mount --bind "$output" /usr/share/fennix
+    ln -s "$PWD/tests/support/stand-in-for-sudo" "$output/bin/sudo"
+    PATH=$PWD/$output/bin:$PATH
+    mkfifo "$output/outcome"
+    start flashing play_flashing
+}
+
+# What the stand-in for sudo says whenever it is started, and what then becomes of the dongle.
+play_flashing()
+{
+    local step
+    while true; do
+        {
+            for step in erasing writing verifying; do
+                echo "$step"
+                sleep 0.7
+            done
+            echo "flash ttyUSB0" 1<> "$output/control"
+            touch "$output/installed"
+            echo 0
+        } > "$output/outcome"
+        # The pipe's reader has ended by then.
+        sleep 1
+    done
 }
 
 # Wireshark's terminal program with the plug-in as it is here, whatever is installed.
 tshark=(scripts/with-plugins packaging/wireshark tshark -n)
 
 # start_capture OPTION...: prints the frames as tshark dissects them, and saves them
-start_capture() { start tshark "${alone[@]}" "${tshark[@]}" -l "$@" -P -w "$output/capture.pcapng"; }
+start_capture() { start tshark "${tshark[@]}" -l "$@" -P -w "$output/capture.pcapng"; }
 
 # Wireshark's own listener on the port, which needs no right to capture.
 start_listener()
@@ -123,17 +136,16 @@ has_captured_all()
 
 has_said() { grep -q "$1" "$output/simulator.log"; }
 
-# Places of the buttons in the window.
-connect_button=(455 368)
-start_button=(495 321)
-disconnect_button=(470 448)
-install_button=(285 277)
-back_button=(425 277)
+find_window() { window=$(xdotool search --onlyvisible --name '^FENNIX$'); }
 
-find_window() { window=$("${alone[@]}" xdotool search --onlyvisible --name '^FENNIX$'); }
-
-click() { "${alone[@]}" xdotool mousemove --window "$window" "$@" click 1; }
+# click WIDGET: a widget of the form
+click()
+{
+    local x y
+    read -r x y < <(sed -n "s/^$1 //p" tests/support/button-places)
+    xdotool mousemove --window "$window" "$x" "$y" click 1
+}
 
 is_disconnected() { grep -oE '(Disc|C)onnected' "$output/simulator.log" | tail -n 1 | grep -q D; }
 
-screenshot() { "${alone[@]}" import -window "$window" "$output/$1.png"; }
+screenshot() { import -window "$window" "$output/$1.png"; }

@@ -2,7 +2,7 @@
 
 set -euo pipefail
 script=$(realpath "$0")
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 # Debian's packages, by what they are needed for.
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libqt5serialport5-dev)
