@@ -45,7 +45,7 @@ def _run_lengths(plane):
     while position < len(plane):
         run = _run_at(plane, position)
         if run < SHORTEST_RUN:
-            literals += plane[position:position + run]
+            literals += plane[position : position + run]
         else:
             encoded += _literals(literals) + bytes((run + 125, plane[position]))
             literals.clear()
@@ -61,5 +61,7 @@ def _run_at(plane, start):
 
 
 def _literals(data):
-    pieces = (data[start:start + LONGEST_LITERAL] for start in range(0, len(data), LONGEST_LITERAL))
+    pieces = (
+        data[start : start + LONGEST_LITERAL] for start in range(0, len(data), LONGEST_LITERAL)
+    )
     return b"".join(bytes((len(piece) - 1,)) + piece for piece in pieces)

@@ -33,17 +33,24 @@ def keep_colours(image, count):
 
     Flat areas and the strokes of text keep their exact colour; nothing is blurred or dithered.
     """
-    frequencies = {colour: number for number, colour
-                   in sorted(image.getcolors(image.width * image.height), reverse=True)}
+    frequencies = {
+        colour: number
+        for number, colour in sorted(image.getcolors(image.width * image.height), reverse=True)
+    }
     errors = frequencies
     nearest = {}
     for _ in range(min(count, len(frequencies))):
         kept = max(errors, key=errors.get)
         for colour in frequencies:
-            nearest[colour] = min(nearest.get(colour, kept), kept,
-                                  key=lambda other, colour=colour: _distance(colour, other))
-        errors = {colour: number * _distance(colour, nearest[colour])
-                  for colour, number in frequencies.items()}
+            nearest[colour] = min(
+                nearest.get(colour, kept),
+                kept,
+                key=lambda other, colour=colour: _distance(colour, other),
+            )
+        errors = {
+            colour: number * _distance(colour, nearest[colour])
+            for colour, number in frequencies.items()
+        }
     reduced = image.copy()
     reduced.putdata([nearest[colour] for colour in image.getdata()])
     return reduced
@@ -61,11 +68,13 @@ def _compressed(image):
     """The smaller of the unfiltered and the row-above filtered image data."""
     stride = image.width * len(image.mode)
     pixels = image.tobytes()
-    rows = [pixels[start:start + stride] for start in range(0, len(pixels), stride)]
+    rows = [pixels[start : start + stride] for start in range(0, len(pixels), stride)]
     above = [bytes(stride)] + rows[:-1]
     unfiltered = b"".join(b"\0" + row for row in rows)
-    differences = b"".join(b"\2" + bytes((a - b) & 0xFF for a, b in zip(row, previous))
-                           for row, previous in zip(rows, above))
+    differences = b"".join(
+        b"\2" + bytes((a - b) & 0xFF for a, b in zip(row, previous))
+        for row, previous in zip(rows, above)
+    )
     return min(_zopfli(unfiltered), _zopfli(differences), key=len)
 
 
@@ -73,5 +82,6 @@ def _zopfli(data):
     with tempfile.NamedTemporaryFile() as source:
         source.write(data)
         source.flush()
-        return subprocess.run(["zopfli", "--zlib", "-c", source.name], check=True,
-                              stdout=subprocess.PIPE).stdout
+        return subprocess.run(
+            ["zopfli", "--zlib", "-c", source.name], check=True, stdout=subprocess.PIPE
+        ).stdout

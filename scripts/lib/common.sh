@@ -19,7 +19,8 @@ screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
 manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb iproute2 fontconfig
     fonts-roboto-unhinted fonts-dejavu-core wireshark xdotool imagemagick python3-cryptography)
 fuzz_packages=(clang llvm)
-lint_packages=(clang-format clang-tidy clazy cppcheck shellcheck lua5.2 lua5.4 lua-check)
+lint_packages=(clang-format clang-tidy clazy cppcheck shellcheck flake8 black python3-pil librsvg2-bin
+    zopfli fonts-dejavu-core lua5.2 lua5.4 lua-check)
 
 say() { printf '\n== %s\n' "$*"; }
 
