@@ -9,26 +9,33 @@ registry=/proc/sys/fs/binfmt_misc
 native_architecture=$(dpkg --print-architecture)
 native_suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
 
-check_suite() { [[ $1 =~ ^(bookworm|trixie)$ ]] || reject "no suite '$1'"; }
-
-# take_suite ARGUMENT...: those of a script whose only option is --suite; sets $suite
-take_suite()
+# take_options OPTIONS ARGUMENT...: those of a script that takes OPTIONS, of --suite and --arch;
+# sets $suite and $architecture, and $arguments to what is no option
+take_options()
 {
+    local options=$1
+    shift
     suite=$native_suite
+    architecture=$native_architecture
+    arguments=()
     while [ $# -gt 0 ]; do
         case $1 in
         -h | --help) usage ;;
-        --suite)
-            [ $# -ge 2 ] || reject "--suite needs a name"
-            suite=$2
+        -*)
+            [[ " $options " = *" $1 "* ]] || reject "unknown option '$1'"
+            [ $# -ge 2 ] || reject "$1 needs a name"
+            [ "$1" = --suite ] && suite=$2 || architecture=$2
             shift
             ;;
-        *) reject "unknown option '$1'" ;;
+        *) arguments+=("$1") ;;
         esac
         shift
     done
-    check_suite "$suite"
+    [[ $suite =~ ^(bookworm|trixie)$ ]] || reject "no suite '$suite'"
 }
+
+# For scripts that take options only.
+reject_arguments() { [ ${#arguments[@]} -eq 0 ] || reject "unknown argument '${arguments[0]}'"; }
 
 # The release's repository, from where this machine itself has Debian's. Without the security
 # updates: mirrors have those of two architectures at different times, and then nothing installs.
