@@ -6,6 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 # Debian's packages, by what they are needed for.
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libqt5serialport5-dev)
+document_packages=(python3)
 simulator_packages=(umockdev libumockdev-dev libpcap-dev)
 capture_packages=(tshark)
 namespace_packages=(iproute2)
@@ -13,7 +14,7 @@ server_packages=(xvfb xdotool x11-xserver-utils qt5ct)
 font_packages=(fonts-cantarell fonts-dejavu-core fonts-freefont-ttf fonts-liberation fonts-open-sans
     fonts-roboto-unhinted)
 test_packages=("${build_packages[@]}" "${simulator_packages[@]}" "${capture_packages[@]}"
-    "${namespace_packages[@]}" "${font_packages[@]}" "${server_packages[@]}")
+    "${namespace_packages[@]}" "${document_packages[@]}" "${font_packages[@]}" "${server_packages[@]}")
 watch_packages=(strace valgrind)
 screen_packages=(xvfb xdotool imagemagick fonts-dejavu-core)
 manual_packages=(asciidoctor ruby-asciidoctor-pdf librsvg2-bin xvfb iproute2 fontconfig
