@@ -122,7 +122,8 @@ QFont fittingFont(const QWidget &pages)
 } // namespace
 
 Appearance::Appearance(QMainWindow *window)
-    : m_window(window)
+    : QObject(window)
+    , m_window(window)
     , m_formPalette(window->palette())
 {
     adapt();

@@ -15,7 +15,7 @@ class Appearance : public QObject
     Q_OBJECT
 
 public:
-    /** Fits @p window, which is complete and outlives the object, and follows the desktop. */
+    /** Fits @p window, which is complete and owns the object, and follows the desktop. */
     explicit Appearance(QMainWindow *window);
 
 private:

@@ -27,7 +27,7 @@ int main(int argc, char *argv[])
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.tarvos.fennix"));
     MainWindow window;
-    const Appearance appearance(&window);
+    new Appearance(&window);
     window.show();
 
     // Only now: what the window's construction logs is not wanted in the log.

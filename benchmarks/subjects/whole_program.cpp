@@ -14,7 +14,7 @@ int main(int argc, char *argv[])
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.tarvos.fennix"));
     MainWindow window;
-    const Appearance appearance(&window);
+    new Appearance(&window);
     window.show();
     if (!QTest::qWaitForWindowExposed(&window))
         return 1;

@@ -53,7 +53,7 @@ fuzz()
 # What belongs to the parser in src/connection.cpp, as the compiler names it.
 parser_functions='continues|restart|ntpFraction|requestFirmwarePage|closeSerialPort|readData|checkHalt'
 parser_functions+='|parse|waitStart|waitLength|readFrame|waitEnd|matchChannelTag|readChannel|matchFail'
-parser_functions+='|sendZepPacket'
+parser_functions+='|zepPacket|sendZepPacket'
 
 # Runs the corpus alone. The table of the functions stays in build/soak/coverage.
 measure_corpus()
