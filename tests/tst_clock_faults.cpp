@@ -1,22 +1,17 @@
 #include "debug_log.h"
 #include "log_capture.h"
-#include "mocked_machine.h"
 #include "patience.h"
+#include "plugged_device.h"
 #include "set_clock.h"
-#include "simulated_device.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
 
-#include <QLabel>
 #include <QLineEdit>
 #include <QTemporaryFile>
 #include <QtEndian>
 #include <QtTest>
 
 #include <sys/mount.h>
-
-using Simulator::MockedMachine;
-using Simulator::SimulatedDevice;
 
 namespace {
 
@@ -83,12 +78,8 @@ void ClockFaultsTest::init()
 
 void ClockFaultsTest::theClockMayBeSetDuringACapture()
 {
-    // It sends nothing but what it is told to.
-    SimulatedDevice::Settings settings;
-    settings.firmware = SimulatedDevice::Firmware::Silent;
-    SimulatedDevice device(settings);
-    MockedMachine machine;
-    machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
+    Simulator::MockedMachine machine;
+    PluggedDevice device(&machine, silentDevice());
     const ZepReceiver receiver;
     const WindowUnderTest test;
     test.click("devConnectButton");
@@ -102,7 +93,7 @@ void ClockFaultsTest::theClockMayBeSetDuringACapture()
     for (const time_t time : times) {
         SetClock::seconds = time;
         SetClock::precise = {time, 0};
-        device.send(SimulatedDevice::frameRecord("a radio frame") + "[vostrel]");
+        device.send(PluggedDevice::frameRecord("a radio frame") + "[vostrel]");
         stamps += QDateTime::fromSecsSinceEpoch(time, Qt::UTC).toString("hh:mm:ss").toLatin1()
             + ":000 [warning] watchdog\n";
         QTRY_VERIFY2_WITH_TIMEOUT(test.log.text().endsWith(stamps), test.log.text(), patienceMs());
@@ -116,7 +107,7 @@ void ClockFaultsTest::theClockMayBeSetDuringACapture()
         QCOMPARE(qFromBigEndian<quint32>(datagram.constData() + 9),
                  static_cast<quint32>(times.at(i)) + secondsTo1970);
     }
-    QCOMPARE(test.find<QLabel>("label_packetCount")->text(), QString::number(times.size()));
+    QCOMPARE(test.packetCount(), times.size());
 }
 
 void ClockFaultsTest::theMachinesTimeZoneMayBeSet()

@@ -1,7 +1,6 @@
 #include "connection.h"
-#include "mocked_machine.h"
 #include "patience.h"
-#include "simulated_device.h"
+#include "plugged_device.h"
 #include "window_under_test.h"
 
 #include <QLabel>
@@ -10,10 +9,6 @@
 #include <QtTest>
 
 #include <vector>
-
-using Kind = Simulator::MockedMachine::Kind;
-using Simulator::MockedMachine;
-using Simulator::SimulatedDevice;
 
 namespace {
 
@@ -32,28 +27,19 @@ class DeviceRetryTest : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup();
     void retriesFromTheLastPortToTheFirst();
     void aRetryLeavesTheStopButtonAsItIs();
     void aRetryWithoutPortsShowsAnError();
     void anErrorOfTheRetryStaysShown();
 
 private:
-    MockedMachine m_machine;
+    Simulator::MockedMachine m_machine;
 };
-
-void DeviceRetryTest::cleanup()
-{
-    m_machine.unplug("ttyUSB0");
-    m_machine.unplug("ttyUSB1");
-}
 
 void DeviceRetryTest::retriesFromTheLastPortToTheFirst()
 {
-    const SimulatedDevice first({});
-    const SimulatedDevice second({});
-    m_machine.plugIn(Kind::Mirzel, "ttyUSB0", first.portPath());
-    m_machine.plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
+    const PluggedDevice first(&m_machine);
+    const PluggedDevice second(&m_machine, {}, "ttyUSB1");
     WindowUnderTest test;
 
     askForAnotherDevice(test);
@@ -74,8 +60,7 @@ void DeviceRetryTest::retriesFromTheLastPortToTheFirst()
 
 void DeviceRetryTest::aRetryLeavesTheStopButtonAsItIs()
 {
-    const SimulatedDevice device({});
-    m_machine.plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const PluggedDevice device(&m_machine);
     WindowUnderTest test;
     test.find<QPushButton>("OffBtn")->setEnabled(true);
 
@@ -87,8 +72,7 @@ void DeviceRetryTest::aRetryLeavesTheStopButtonAsItIs()
 
 void DeviceRetryTest::aRetryWithoutPortsShowsAnError()
 {
-    const SimulatedDevice device({});
-    m_machine.plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const PluggedDevice device(&m_machine);
     WindowUnderTest test;
     test.click("devConnectButton");
     MainWindow::availableComPorts.clear();

@@ -1,45 +1,18 @@
 #include "footprint.h"
-#include "mocked_machine.h"
 #include "no_traces.h"
 #include "patience.h"
-#include "simulated_device.h"
+#include "plugged_device.h"
 #include "soak.h"
 #include "window_under_test.h"
-#include "zep_receiver.h"
 
 #include <QComboBox>
-#include <QLabel>
-#include <QPushButton>
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <deque>
+
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
-
-namespace {
-
-SimulatedDevice::Settings deviceOnChannel(int channel)
-{
-    SimulatedDevice::Settings settings;
-    settings.channel = channel;
-    return settings;
-}
-
-/** What the process holds besides what the log takes. */
-struct Holding
-{
-    explicit Holding(const QObject &window)
-        : descriptors(Footprint::openDescriptors())
-        , objects(Footprint::objectsBelow(window))
-        , allocatedKilobytes(Footprint::allocatedKilobytes())
-    { }
-
-    int descriptors;
-    int objects;
-    int allocatedKilobytes;
-};
-
-} // namespace
 
 /** Many devices, and the same again and again. */
 class LineEnduranceTest : public QObject
@@ -47,14 +20,11 @@ class LineEnduranceTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
     void fiftyDevicesAreListed();
     void pluggingInAndOutLeavesNothingBehind();
     void startsStopsAndChannelChangesLeaveNothingBehind();
 
 private:
-    void plugIn(const SimulatedDevice &device, int number = 0);
     /** Plugs a new device in, captures a frame from it and pulls it while it sniffs. */
     void plugInAndOut(const WindowUnderTest &test, int channel);
 
@@ -63,31 +33,15 @@ private:
                                    int rounds);
 
     /** Verifies that nothing is held in addition but @p connects kB, and what varies. */
-    static void verifyGrowth(const Holding &before, const QObject &window, int connects);
+    static void verifyGrowth(const Footprint &before, const QObject &window, int connects);
 
-    std::unique_ptr<MockedMachine> m_machine;
+    MockedMachine m_machine;
 };
 
-void LineEnduranceTest::init()
-{
-    m_machine = std::make_unique<MockedMachine>();
-}
-
-void LineEnduranceTest::cleanup()
-{
-    m_machine.reset();
-}
-
-void LineEnduranceTest::plugIn(const SimulatedDevice &device, int number)
-{
-    m_machine->plugIn(MockedMachine::Kind::Mirzel, QStringLiteral("ttyUSB%1").arg(number),
-                      device.portPath());
-}
-
-void LineEnduranceTest::verifyGrowth(const Holding &before, const QObject &window, int connects)
+void LineEnduranceTest::verifyGrowth(const Footprint &before, const QObject &window, int connects)
 {
     constexpr int varyingKilobytes = 64;
-    const Holding after(window);
+    const Footprint after {&window};
     // The mocked machine closes its own end of a port a moment later.
     QTRY_VERIFY_WITH_TIMEOUT(Footprint::openDescriptors() <= before.descriptors, patienceMs());
     QCOMPARE(after.objects, before.objects);
@@ -98,11 +52,10 @@ void LineEnduranceTest::verifyGrowth(const Holding &before, const QObject &windo
 void LineEnduranceTest::fiftyDevicesAreListed()
 {
     constexpr int devices = 50;
-    std::vector<std::unique_ptr<SimulatedDevice>> plugged;
-    for (int number = 0; number < devices; ++number) {
-        plugged.push_back(std::make_unique<SimulatedDevice>(SimulatedDevice::Settings()));
-        plugIn(*plugged.back(), number);
-    }
+    std::deque<PluggedDevice> plugged;
+    for (int number = 0; number < devices; ++number)
+        plugged.emplace_back(&m_machine, SimulatedDevice::Settings(),
+                             QString("ttyUSB%1").arg(number));
     WindowUnderTest test;
     auto *box = test.find<QComboBox>("usbComboBox");
     QCOMPARE(box->count(), devices);
@@ -116,27 +69,25 @@ void LineEnduranceTest::fiftyDevicesAreListed()
     const int number = path.midRef(int(qstrlen("/dev/ttyUSB"))).toInt();
     box->setCurrentIndex(devices - 1);
     test.connectToDevice();
-    test.startCapture(*plugged[size_t(number)]);
-    QTRY_VERIFY_WITH_TIMEOUT(test.find<QLabel>("label_packetCount")->text().toInt() >= 3,
-                             patienceMs());
+    test.startCapture(plugged[size_t(number)]);
+    QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= 3, patienceMs());
     for (int other = 0; other < devices; ++other)
-        QCOMPARE(plugged[size_t(other)]->received().isEmpty(), other != number);
+        QCOMPARE(plugged[size_t(other)].received().isEmpty(), other != number);
 }
 
 void LineEnduranceTest::plugInAndOut(const WindowUnderTest &test, int channel)
 {
-    SimulatedDevice device(deviceOnChannel(channel));
-    plugIn(device);
+    SimulatedDevice::Settings settings;
+    settings.channel = channel;
+    PluggedDevice device(&m_machine, settings);
     test.click("refreshComButton");
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 1);
     test.connectToDevice();
     const NoTraces noTraces;
     test.startCapture(device);
-    QTRY_VERIFY_WITH_TIMEOUT(test.find<QLabel>("label_packetCount")->text().toInt() >= 1,
-                             patienceMs());
+    QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= 1, patienceMs());
 
-    m_machine->unplug("ttyUSB0");
-    device.hangUp();
+    device.pull();
 
     QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
@@ -156,9 +107,9 @@ void LineEnduranceTest::startStopAndChange(const WindowUnderTest &test, Simulate
     };
     auto *channelSelect = test.find<QComboBox>("channelSelect");
     for (int round = 0; round < rounds; ++round) {
-        test.find<QPushButton>("OnBtn")->click();
+        test.click("OnBtn");
         QVERIFY(executes("sniff"));
-        test.find<QPushButton>("OffBtn")->click();
+        test.click("OffBtn");
         QVERIFY(executes("idle"));
         channelSelect->setCurrentIndex((channelSelect->currentIndex() + 1)
                                        % channelSelect->count());
@@ -173,7 +124,7 @@ void LineEnduranceTest::pluggingInAndOutLeavesNothingBehind()
     const int rounds = Soak::portion(100, 5);
     const WindowUnderTest test;
     plugInAndOut(test, 26);
-    const Holding before(test.window);
+    const Footprint before {&test.window};
 
     for (int round = 0; round < rounds && !QTest::currentTestFailed(); ++round)
         plugInAndOut(test, 11 + round % 16);
@@ -186,19 +137,17 @@ void LineEnduranceTest::pluggingInAndOutLeavesNothingBehind()
 void LineEnduranceTest::startsStopsAndChannelChangesLeaveNothingBehind()
 {
     const int rounds = Soak::portion(10000);
-    SimulatedDevice device({});
-    plugIn(device);
+    PluggedDevice device(&m_machine);
     const WindowUnderTest test;
     test.connectToDevice();
     const NoTraces noTraces;
     startStopAndChange(test, &device, 10);
-    const Holding before(test.window);
+    const Footprint before {&test.window};
 
     startStopAndChange(test, &device, rounds);
 
     verifyGrowth(before, test.window, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(test.find<QLabel>("label_packetCount")->text(),
-                              QString::number(device.framesSent()), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.packetCount(), device.framesSent(), patienceMs());
 }
 
 QTEST_MAIN(LineEnduranceTest)

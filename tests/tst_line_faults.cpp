@@ -1,10 +1,7 @@
 #include "flashing_tool.h"
-#include "mocked_machine.h"
 #include "patience.h"
-#include "port_holder.h"
+#include "plugged_device.h"
 #include "pseudo_terminal.h"
-#include "simulated_device.h"
-#include "unprivileged.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
 
@@ -14,36 +11,85 @@
 #include <QPushButton>
 #include <QtTest>
 
+#include <array>
+#include <deque>
+
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-using Kind = Simulator::MockedMachine::Kind;
 using Simulator::MockedMachine;
-using Simulator::SimulatedDevice;
+using Simulator::PseudoTerminal;
 
 namespace {
 
 const QLatin1String lockPath("/run/lock/LCK..ttyUSB0");
 constexpr char lockedMessage[] = "Permission error while locking the device";
-constexpr char greeting[] = "\nidle\n\nparms\n";
 
-SimulatedDevice::Settings silentDevice()
+/**
+ * Holds a port open for itself alone, as long as it lives. The kernel refuses everyone else the
+ * port, also in the same process.
+ */
+class ExclusivePort
 {
-    SimulatedDevice::Settings settings;
-    settings.firmware = SimulatedDevice::Firmware::Silent;
-    return settings;
-}
+public:
+    explicit ExclusivePort(const QString &path)
+        : m_port(::open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC))
+    {
+        if (!request(TIOCEXCL))
+            qFatal("cannot hold %s", qPrintable(path));
+    }
+    ~ExclusivePort()
+    {
+        // A pseudo-terminal stays exclusive when it is only closed.
+        request(TIOCNXCL);
+        ::close(m_port);
+    }
+    Q_DISABLE_COPY(ExclusivePort)
 
-/** Returns what the window has logged since the last connect. */
-QList<QByteArray> logAfterConnect(const WindowUnderTest &test)
+private:
+    /** Past the mocked machine, which knows no such request and refuses it. */
+    bool request(unsigned long number) const { return ::syscall(SYS_ioctl, m_port, number) == 0; }
+
+    const int m_port;
+};
+
+/**
+ * For as long as it lives, files and terminals are as closed to this thread as to
+ * an ordinary user: it is without the capabilities that make root open everything.
+ */
+class Unprivileged
 {
-    const QList<QByteArray> messages = test.log.messages();
-    return messages.mid(messages.lastIndexOf("Test B") + 1);
-}
+public:
+    Unprivileged()
+    {
+        call(SYS_capget, &m_saved);
+        Capabilities none = m_saved;
+        for (__user_cap_data_struct &half : none)
+            half.effective = 0;
+        call(SYS_capset, &none);
+    }
+    ~Unprivileged() { call(SYS_capset, &m_saved); }
+    Q_DISABLE_COPY(Unprivileged)
+
+private:
+    using Capabilities = std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3>;
+
+    static void call(long number, Capabilities *capabilities)
+    {
+        __user_cap_header_struct thisThread {_LINUX_CAPABILITY_VERSION_3, 0};
+        if (::syscall(number, &thisThread, capabilities->data()) != 0)
+            qFatal("cannot change the capabilities");
+    }
+
+    Capabilities m_saved {};
+};
 
 /** Starts and stops the capture until a command no longer fits into @p line, which nobody reads. */
-void fill(const Simulator::PseudoTerminal &line, const WindowUnderTest &test)
+void fill(const PseudoTerminal &line, const WindowUnderTest &test)
 {
     pollfd port {::open(line.portPath().toLocal8Bit().constData(), O_RDWR | O_NOCTTY), POLLOUT, 0};
     while (::poll(&port, 1, 0) > 0 && (port.revents & POLLOUT) != 0) {
@@ -56,6 +102,23 @@ void fill(const Simulator::PseudoTerminal &line, const WindowUnderTest &test)
     ::close(port.fd);
 }
 
+/** Presses Connect, of which the window only logs @p reason, and stays as it is. */
+void verifyRefusal(const WindowUnderTest &test, const QByteArray &reason)
+{
+    test.click("devConnectButton");
+
+    const QList<QByteArray> expected = {"Critical Error: " + reason, "Connection error"};
+    QCOMPARE(test.log.messages(), expected);
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+    QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 1);
+}
+
+void verifyConnects(const WindowUnderTest &test)
+{
+    test.connectToDevice();
+    QCOMPARE(test.page(), QByteArray("pageConnected"));
+}
+
 } // namespace
 
 /** The device and its port fail in ways that a user meets. */
@@ -64,8 +127,6 @@ class LineFaultsTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
     void aPulledDeviceLeadsToTheStartPage_data();
     void aPulledDeviceLeadsToTheStartPage();
     void theProbeOfAPulledDeviceStillEnds_data();
@@ -76,92 +137,57 @@ private slots:
     void aLockFileCountsWhileItsOwnerMayRun_data();
     void aLockFileCountsWhileItsOwnerMayRun();
     void aPortWithoutPermissionIsRefused();
-    void aLineThatBreaksUnderACommandIsOneDisconnect_data();
-    void aLineThatBreaksUnderACommandIsOneDisconnect();
     void aLineThatBreaksInTheMiddleOfAWriteIsOneDisconnect();
 
 private:
-    void plugIn(const SimulatedDevice &device, const QString &node = "ttyUSB0");
-    void pull(SimulatedDevice *device);
-
-    /** Presses Connect, of which the window only logs @p reason, and stays as it is. */
-    static void verifyRefusal(const WindowUnderTest &test, const QByteArray &reason);
-    static void verifyConnects(const WindowUnderTest &test);
-
-    std::unique_ptr<MockedMachine> m_machine;
+    MockedMachine m_machine;
 };
-
-void LineFaultsTest::init()
-{
-    m_machine = std::make_unique<MockedMachine>();
-}
-
-void LineFaultsTest::cleanup()
-{
-    m_machine.reset();
-}
-
-void LineFaultsTest::plugIn(const SimulatedDevice &device, const QString &node)
-{
-    m_machine->plugIn(Kind::Mirzel, node, device.portPath());
-}
-
-void LineFaultsTest::pull(SimulatedDevice *device)
-{
-    m_machine->unplug("ttyUSB0");
-    device->hangUp();
-}
-
-void LineFaultsTest::verifyRefusal(const WindowUnderTest &test, const QByteArray &reason)
-{
-    test.click("devConnectButton");
-
-    const QList<QByteArray> expected = {"Critical Error: " + reason, "Connection error"};
-    QCOMPARE(test.log.messages(), expected);
-    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
-    QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 1);
-}
-
-void LineFaultsTest::verifyConnects(const WindowUnderTest &test)
-{
-    test.connectToDevice();
-    QCOMPARE(test.page(), QByteArray("pageConnected"));
-}
 
 void LineFaultsTest::aPulledDeviceLeadsToTheStartPage_data()
 {
     QTest::addColumn<bool>("sniffs");
-    QTest::newRow("idle") << false;
-    QTest::newRow("sniffing") << true;
+    QTest::addColumn<QByteArray>("command");
+    QTest::addColumn<int>("errors");
+    QTest::newRow("idle") << false << QByteArray() << 1;
+    QTest::newRow("sniffing") << true << QByteArray() << 1;
+    QTest::newRow("under a start") << false << QByteArray("OnBtn") << 1;
+    QTest::newRow("under a stop") << true << QByteArray("OffBtn") << 1;
+    QTest::newRow("under a channel change") << false << QByteArray("channelSelect") << 1;
+    QTest::newRow("under a disconnect") << false << QByteArray("devDisconnectButton") << 0;
 }
 
 void LineFaultsTest::aPulledDeviceLeadsToTheStartPage()
 {
     QFETCH(bool, sniffs);
-    SimulatedDevice device({});
-    plugIn(device);
+    QFETCH(QByteArray, command);
+    QFETCH(int, errors);
+    PluggedDevice device(&m_machine);
     const ZepReceiver receiver;
     const WindowUnderTest test;
-    const auto *count = test.find<QLabel>("label_packetCount");
     test.connectToDevice();
     if (sniffs) {
         test.startCapture(device);
-        QTRY_VERIFY_WITH_TIMEOUT(count->text().toInt() >= 3, patienceMs());
+        QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= 3, patienceMs());
     }
+    const int logged = test.log.messages().size();
 
-    pull(&device);
+    // A command waits for the event loop, which finds the line broken.
+    device.pull();
+    if (command == "channelSelect")
+        test.find<QComboBox>(command)->setCurrentText("15");
+    else if (!command.isEmpty())
+        test.click(command);
 
     QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
-    const QList<QByteArray> logged = logAfterConnect(test);
-    QCOMPARE(logged.size(), 2);
-    QVERIFY2(logged.first().startsWith("Critical Error: "), logged.first());
-    QCOMPARE(logged.last(), QByteArray("Disconnected"));
+    QCoreApplication::processEvents();
+    const QList<QByteArray> messages = test.log.messages().mid(logged);
+    QCOMPARE(messages.last(), QByteArray("Disconnected"));
+    QCOMPARE(messages.size(), errors + 1);
+    QCOMPARE(messages.first().startsWith("Critical Error: "), errors == 1);
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
-    QVERIFY(test.find<QPushButton>("OnBtn")->isEnabled());
-    QVERIFY(!test.find<QPushButton>("OffBtn")->isEnabled());
-    QVERIFY(test.find<QComboBox>("channelSelect")->isEnabled());
+    QCOMPARE(test.enabledControls(), QList<QByteArray>({"OnBtn", "channelSelect"}));
     // What was counted has been sent; the last record may be lost on its way from the device.
-    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), count->text().toInt(), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.count(), test.packetCount(), patienceMs());
     QVERIFY(device.framesSent() - receiver.count() <= 1);
 }
 
@@ -178,19 +204,15 @@ void LineFaultsTest::theProbeOfAPulledDeviceStillEnds()
 {
     QFETCH(int, others);
     QFETCH(QByteArray, page);
-    SimulatedDevice device(silentDevice());
-    const SimulatedDevice second({});
-    const SimulatedDevice third({});
-    plugIn(device);
-    if (others >= 1)
-        plugIn(second, "ttyUSB1");
-    if (others >= 2)
-        plugIn(third, "ttyUSB2");
+    PluggedDevice device(&m_machine, silentDevice());
+    std::deque<PluggedDevice> left;
+    for (int i = 1; i <= others; ++i)
+        left.emplace_back(&m_machine, silentDevice(), QString("ttyUSB%1").arg(i));
     WindowUnderTest test;
     test.click("devConnectButton");
-    QTRY_COMPARE_WITH_TIMEOUT(device.received(), QByteArray(greeting), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(device.received(), QByteArray("\nidle\n\nparms\n"), patienceMs());
 
-    pull(&device);
+    device.pull();
 
     QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), others);
@@ -206,8 +228,7 @@ void LineFaultsTest::aDevicePulledDuringTheInstallationIsAnError()
     const FirmwareDirectory firmware;
     FirmwareDirectory::addFile("fw.bin", QDateTime::currentDateTime());
     const FlashingTool tool("while [ -e /dev/ttyUSB0 ]; do sleep 0.01; done; exit 1");
-    SimulatedDevice device(silentDevice());
-    plugIn(device);
+    PluggedDevice device(&m_machine, silentDevice());
     WindowUnderTest test;
     test.probe.release();
     const auto *status = test.find<QLabel>("label_firmwareStatus");
@@ -217,7 +238,7 @@ void LineFaultsTest::aDevicePulledDuringTheInstallationIsAnError()
     QTRY_COMPARE_WITH_TIMEOUT(tool.runs().size(), 1, patienceMs());
     QCOMPARE(status->text(), QString("Installing firmware fw.bin (this should take < 1 min)"));
 
-    pull(&device);
+    device.pull();
 
     // The page does not look at the device: it shows what becomes of the tool.
     QTRY_COMPARE_WITH_TIMEOUT(status->text(), QString("Firmware install error."), patienceMs());
@@ -230,11 +251,10 @@ void LineFaultsTest::aDevicePulledDuringTheInstallationIsAnError()
 
 void LineFaultsTest::aPortThatAnotherProcessHoldsIsRefused()
 {
-    const SimulatedDevice device({});
-    plugIn(device);
+    const PluggedDevice device(&m_machine);
     const WindowUnderTest test;
     {
-        const PortHolder holder(device.portPath());
+        const ExclusivePort held(device.portPath());
         const Unprivileged unprivileged;
         verifyRefusal(test, "Device or resource busy");
     }
@@ -244,8 +264,7 @@ void LineFaultsTest::aPortThatAnotherProcessHoldsIsRefused()
 
 void LineFaultsTest::aLockedPortIsRefused()
 {
-    const SimulatedDevice device({});
-    plugIn(device);
+    const PluggedDevice device(&m_machine);
     const WindowUnderTest test;
     QLockFile lock(lockPath);
     QVERIFY(lock.tryLock());
@@ -262,12 +281,12 @@ void LineFaultsTest::aLockFileCountsWhileItsOwnerMayRun_data()
     QTest::addColumn<int>("ageSeconds");
     QTest::addColumn<bool>("counts");
     const QByteArray thisProcess = QByteArray::number(QCoreApplication::applicationPid());
+    const QByteArray anotherForm = thisProcess.rightJustified(10) + " term me\n";
     // No process has a number as large as this.
     QTest::newRow("of a program that is gone") << QByteArray("2147483647\nterm\n") << 0 << false;
     QTest::newRow("of another program with that number") << thisProcess + "\nterm\n" << 0 << false;
-    QTest::newRow("in another form") << thisProcess.rightJustified(10) + " term me\n" << 0 << true;
-    QTest::newRow("in another form, older than half a minute") << thisProcess.rightJustified(10)
-            + " term me\n" << 35 << false;
+    QTest::newRow("in another form") << anotherForm << 0 << true;
+    QTest::newRow("in another form, older than half a minute") << anotherForm << 35 << false;
 }
 
 void LineFaultsTest::aLockFileCountsWhileItsOwnerMayRun()
@@ -275,8 +294,7 @@ void LineFaultsTest::aLockFileCountsWhileItsOwnerMayRun()
     QFETCH(QByteArray, content);
     QFETCH(int, ageSeconds);
     QFETCH(bool, counts);
-    const SimulatedDevice device({});
-    plugIn(device);
+    const PluggedDevice device(&m_machine);
     const WindowUnderTest test;
     QFile lock(lockPath);
     QVERIFY(lock.open(QIODevice::WriteOnly));
@@ -295,8 +313,7 @@ void LineFaultsTest::aLockFileCountsWhileItsOwnerMayRun()
 
 void LineFaultsTest::aPortWithoutPermissionIsRefused()
 {
-    const SimulatedDevice device({});
-    plugIn(device);
+    const PluggedDevice device(&m_machine);
     const WindowUnderTest test;
     QFile port(device.portPath());
     const QFile::Permissions usual = port.permissions();
@@ -310,50 +327,16 @@ void LineFaultsTest::aPortWithoutPermissionIsRefused()
     verifyConnects(test);
 }
 
-void LineFaultsTest::aLineThatBreaksUnderACommandIsOneDisconnect_data()
-{
-    QTest::addColumn<QByteArray>("button");
-    QTest::newRow("start") << QByteArray("OnBtn");
-    QTest::newRow("stop") << QByteArray("OffBtn");
-    QTest::newRow("channel change") << QByteArray();
-    QTest::newRow("disconnect") << QByteArray("devDisconnectButton");
-}
-
-void LineFaultsTest::aLineThatBreaksUnderACommandIsOneDisconnect()
-{
-    QFETCH(QByteArray, button);
-    SimulatedDevice device({});
-    plugIn(device);
-    const WindowUnderTest test;
-    test.connectToDevice();
-    if (button == "OffBtn")
-        test.startCapture(device);
-
-    // The command waits for the event loop, which finds the line broken.
-    pull(&device);
-    if (button.isEmpty())
-        test.find<QComboBox>("channelSelect")->setCurrentText("15");
-    else
-        test.click(button);
-
-    QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
-    QCoreApplication::processEvents();
-    QCOMPARE(test.log.messages().count("Disconnected"), 1);
-    QVERIFY(test.find<QPushButton>("OnBtn")->isEnabled());
-    QVERIFY(!test.find<QPushButton>("OffBtn")->isEnabled());
-    QVERIFY(test.find<QComboBox>("channelSelect")->isEnabled());
-}
-
 void LineFaultsTest::aLineThatBreaksInTheMiddleOfAWriteIsOneDisconnect()
 {
     // Nobody reads at the other end: what is written piles up until no more goes.
-    Simulator::PseudoTerminal line;
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", line.portPath());
+    PseudoTerminal line;
+    m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", line.portPath());
     const WindowUnderTest test;
     test.click("devConnectButton");
     fill(line, test);
 
-    m_machine->unplug("ttyUSB0");
+    m_machine.unplug("ttyUSB0");
     line.hangUp();
 
     QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());

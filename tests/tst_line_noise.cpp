@@ -1,22 +1,20 @@
 #include "message_capture.h"
-#include "mocked_machine.h"
 #include "no_traces.h"
 #include "parser_model.h"
 #include "patience.h"
-#include "simulated_device.h"
+#include "plugged_device.h"
 #include "soak.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
 
 #include <QComboBox>
-#include <QLabel>
-#include <QPushButton>
 #include <QRandomGenerator>
 #include <QtTest>
 
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
 using Simulator::Traffic;
+using Rate = SimulatedDevice::Rate;
 
 namespace {
 
@@ -27,17 +25,11 @@ QByteArray plainFrame()
 }
 
 /** A device that hears no frames but these. */
-SimulatedDevice::Settings deviceThatHears(const QVector<QByteArray> &frames)
+SimulatedDevice::Settings deviceThatHears(const QVector<QByteArray> &frames, Rate rate)
 {
     SimulatedDevice::Settings settings;
+    settings.rate = rate;
     settings.traffic = Traffic::fromFrames(frames);
-    return settings;
-}
-
-SimulatedDevice::Settings fastDevice()
-{
-    SimulatedDevice::Settings settings = deviceThatHears({});
-    settings.rate = SimulatedDevice::Rate::Unthrottled;
     return settings;
 }
 
@@ -83,7 +75,6 @@ class RunningCapture : public WindowUnderTest
 public:
     explicit RunningCapture(SimulatedDevice *simulated)
         : device(simulated)
-        , count(find<QLabel>("label_packetCount"))
         , channelSelect(find<QComboBox>("channelSelect"))
     {
         start();
@@ -96,10 +87,7 @@ public:
         device->clearReceived();
     }
 
-    int counted() const { return count->text().toInt(); }
-
     SimulatedDevice *device;
-    QLabel *count;
     QComboBox *channelSelect;
     ZepReceiver receiver;
 };
@@ -112,8 +100,6 @@ class LineNoiseTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
     void aMinuteOfNoiseIsReadAsItsBytesSay();
     void noiseCanSayWhatADeviceSays_data();
     void noiseCanSayWhatADeviceSays();
@@ -123,25 +109,8 @@ private slots:
     void aRecordWithoutEndHidesWhatFollows();
 
 private:
-    void plugIn(const SimulatedDevice &device);
-
-    std::unique_ptr<MockedMachine> m_machine;
+    MockedMachine m_machine;
 };
-
-void LineNoiseTest::init()
-{
-    m_machine = std::make_unique<MockedMachine>();
-}
-
-void LineNoiseTest::cleanup()
-{
-    m_machine.reset();
-}
-
-void LineNoiseTest::plugIn(const SimulatedDevice &device)
-{
-    m_machine->plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
-}
 
 void LineNoiseTest::aMinuteOfNoiseIsReadAsItsBytesSay()
 {
@@ -149,15 +118,14 @@ void LineNoiseTest::aMinuteOfNoiseIsReadAsItsBytesSay()
     // A record that the noise has begun swallows less than ten of these.
     const QByteArray records = SimulatedDevice::frameRecord(plainFrame()).repeated(12);
     const QByteArray stream = noise(bytesPerMinute) + records;
-    SimulatedDevice device(fastDevice());
-    plugIn(device);
+    PluggedDevice device(&m_machine, deviceThatHears({}, Rate::Unthrottled));
     const RunningCapture test(&device);
     const NoTraces noTraces;
 
     device.send(stream + "HAN: 20\n");
 
     QTRY_COMPARE_WITH_TIMEOUT(test.channelSelect->currentText(), QString("20"), patienceMs());
-    QTRY_COMPARE_WITH_TIMEOUT(test.receiver.count(), test.counted(), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.receiver.count(), test.packetCount(), patienceMs());
     const QVector<QByteArray> expected =
         expectedDatagrams(stream, test.receiver.datagrams().first());
     QCOMPARE(test.receiver.count(), expected.size());
@@ -198,8 +166,7 @@ void LineNoiseTest::noiseCanSayWhatADeviceSays()
     QFETCH(QString, channel);
     QFETCH(QByteArray, page);
     QFETCH(QByteArray, commands);
-    SimulatedDevice device(fastDevice());
-    plugIn(device);
+    PluggedDevice device(&m_machine, deviceThatHears({}, Rate::Unthrottled));
     const RunningCapture test(&device);
     const NoTraces noTraces;
 
@@ -207,33 +174,30 @@ void LineNoiseTest::noiseCanSayWhatADeviceSays()
     device.send(bytes);
     if (page == "pageConnected") {
         device.send(SimulatedDevice::frameRecord(plainFrame()));
-        QTRY_COMPARE_WITH_TIMEOUT(test.counted(), sent + 1, patienceMs());
+        QTRY_COMPARE_WITH_TIMEOUT(test.packetCount(), sent + 1, patienceMs());
     }
 
     QTRY_COMPARE_WITH_TIMEOUT(test.page(), page, patienceMs());
     QTRY_COMPARE_WITH_TIMEOUT(device.received(), commands, patienceMs());
     QCOMPARE(test.channelSelect->currentText(), channel);
     // The window takes the capture for running, whatever the device has been told.
-    QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
-    QVERIFY(test.find<QPushButton>("OffBtn")->isEnabled());
+    QCOMPARE(test.enabledControls(), QList<QByteArray>({"OffBtn"}));
 }
 
 void LineNoiseTest::aRestartSoonAfterAnotherResumes()
 {
-    SimulatedDevice device(deviceThatHears({plainFrame()}));
-    plugIn(device);
+    PluggedDevice device(&m_machine, deviceThatHears({plainFrame()}, Rate::Line));
     const RunningCapture test(&device);
     const NoTraces noTraces;
-    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= 3, patienceMs());
+    QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= 3, patienceMs());
 
     device.restart();
     device.restart();
 
     QTRY_COMPARE_WITH_TIMEOUT(test.log.messages().count("[warning] watchdog"), 2, patienceMs());
-    const int before = test.counted();
-    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= before + 3, patienceMs());
-    test.click("OffBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
+    const int before = test.packetCount();
+    QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= before + 3, patienceMs());
+    test.stopCapture(device);
     // The two half records are lost, and nothing else.
     QTRY_COMPARE_WITH_TIMEOUT(test.receiver.count(), device.framesSent(), patienceMs());
     QCOMPARE(test.receiver.frames().count(plainFrame()), test.receiver.count());
@@ -241,29 +205,27 @@ void LineNoiseTest::aRestartSoonAfterAnotherResumes()
 
 void LineNoiseTest::aRestartThatBreaksThePromptNeedsTheUser()
 {
-    SimulatedDevice device(deviceThatHears({plainFrame()}));
-    plugIn(device);
+    PluggedDevice device(&m_machine, deviceThatHears({plainFrame()}, Rate::Line));
     const RunningCapture test(&device);
-    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= 3, patienceMs());
+    QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= 3, patienceMs());
     device.clearReceived();
 
     // Restarted in a record, and again while it prints the prompt.
     device.setFirmware(SimulatedDevice::Firmware::Sniffer);
     const int before = device.framesSent();
-    QTRY_COMPARE_WITH_TIMEOUT(test.counted(), before, patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.packetCount(), before, patienceMs());
     sendAndAwait(SimulatedDevice::frameRecord(plainFrame()).left(12) + "[vos" + "[vostrel]",
                  &device);
 
     // The device is idle, which the window does not know: the user starts it again.
-    QVERIFY(!test.find<QPushButton>("OnBtn")->isEnabled());
+    QCOMPARE(test.enabledControls(), QList<QByteArray>({"OffBtn"}));
     QCOMPARE(device.received(), QByteArray());
-    QCOMPARE(test.counted(), before);
+    QCOMPARE(test.packetCount(), before);
     const NoTraces noTraces;
     test.click("OffBtn");
     test.click("OnBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(test.counted() >= before + 3, patienceMs());
-    test.click("OffBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
+    QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= before + 3, patienceMs());
+    test.stopCapture(device);
     QCOMPARE(test.log.messages().count("[warning] watchdog"), 0);
     QCOMPARE(device.received(), QByteArray("\nidle\n\nsniff\n\nidle\n"));
     // The first frame afterwards ends the half record, which goes out instead of it.
@@ -293,8 +255,7 @@ void LineNoiseTest::aRecordWithoutEndHidesWhatFollows()
     QFETCH(QByteArray, recovery);
     QFETCH(bool, reconnects);
     QFETCH(QVector<QByteArray>, frames);
-    SimulatedDevice device(fastDevice());
-    plugIn(device);
+    PluggedDevice device(&m_machine, deviceThatHears({}, Rate::Unthrottled));
     const RunningCapture test(&device);
     QByteArray endless = SimulatedDevice::frameRecord(QByteArray(20, 'e'));
     endless.chop(1);
@@ -309,7 +270,7 @@ void LineNoiseTest::aRecordWithoutEndHidesWhatFollows()
     device.send(recovery + SimulatedDevice::frameRecord(plainFrame()));
 
     QTRY_COMPARE_WITH_TIMEOUT(test.receiver.frames(), frames, patienceMs());
-    QCOMPARE(test.counted(), frames.size());
+    QCOMPARE(test.packetCount(), frames.size());
     QCOMPARE(test.channelSelect->currentText(), QString("11"));
     QCOMPARE(test.page(), QByteArray("pageConnected"));
 }

@@ -1,19 +1,9 @@
 #include "device_link.h"
 
 #include "patience.h"
+#include "plugged_device.h"
 
 #include <QTest>
-
-namespace {
-
-Simulator::SimulatedDevice::Settings silentDevice()
-{
-    Simulator::SimulatedDevice::Settings settings;
-    settings.firmware = Simulator::SimulatedDevice::Firmware::Silent;
-    return settings;
-}
-
-} // namespace
 
 DeviceLink::DeviceLink()
     : device(silentDevice())

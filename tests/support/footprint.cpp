@@ -7,15 +7,9 @@
 #include <malloc.h>
 #include <unistd.h>
 
-int Footprint::openDescriptors()
-{
-    const QDir descriptors(QStringLiteral("/proc/self/fd"));
-    const QDir::Filters everything = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
-    // One of them is the directory itself, open while it is read.
-    return descriptors.entryList(everything).size() - 1;
-}
+namespace {
 
-int Footprint::residentKilobytes()
+int residentKilobytes()
 {
     QFile file(QStringLiteral("/proc/self/statm"));
     if (!file.open(QIODevice::ReadOnly))
@@ -25,13 +19,27 @@ int Footprint::residentKilobytes()
     return static_cast<int>(pages * (::sysconf(_SC_PAGESIZE) / 1024));
 }
 
-int Footprint::allocatedKilobytes()
+int allocatedKilobytes()
 {
     const struct mallinfo2 heap = ::mallinfo2();
     return static_cast<int>((heap.uordblks + heap.hblkhd) / 1024);
 }
 
-int Footprint::objectsBelow(const QObject &object)
+} // namespace
+
+Footprint::Footprint(std::initializer_list<const QObject *> parents)
+    : descriptors(openDescriptors())
+    , residentKilobytes(::residentKilobytes())
+    , allocatedKilobytes(::allocatedKilobytes())
 {
-    return object.findChildren<QObject *>().size();
+    for (const QObject *parent : parents)
+        objects += parent->findChildren<QObject *>().size();
+}
+
+int Footprint::openDescriptors()
+{
+    const QDir descriptors(QStringLiteral("/proc/self/fd"));
+    const QDir::Filters everything = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
+    // One of them is the directory itself, open while it is read.
+    return descriptors.entryList(everything).size() - 1;
 }

@@ -1,20 +1,19 @@
 #pragma once
 
+#include <initializer_list>
+
 class QObject;
 
 /** What this process holds, to see whether it grows with what it does. */
-namespace Footprint {
+struct Footprint
+{
+    /** Looks now. Counts the objects below @p parents, timers among them. */
+    Footprint(std::initializer_list<const QObject *> parents);
 
-/** Returns how many descriptors are open. */
-int openDescriptors();
+    static int openDescriptors();
 
-/** Returns how much memory is resident, in kB. */
-int residentKilobytes();
-
-/** Returns how much memory is allocated, in kB; under AddressSanitizer always the same. */
-int allocatedKilobytes();
-
-/** Returns how many objects live below @p object, timers among them. */
-int objectsBelow(const QObject &object);
-
-} // namespace Footprint
+    int descriptors;
+    int objects = 0;
+    int residentKilobytes;
+    int allocatedKilobytes; ///< Under AddressSanitizer always the same.
+};

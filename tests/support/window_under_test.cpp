@@ -5,11 +5,14 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QProcess>
 #include <QStackedWidget>
 #include <QVector>
+
+#include <algorithm>
 
 WindowUnderTest::WindowUnderTest()
 {
@@ -63,6 +66,27 @@ void WindowUnderTest::startCapture(const Simulator::SimulatedDevice &device) con
     find<QLineEdit>("remoteIpInput")->clear();
     click("OnBtn");
     QTRY_VERIFY_WITH_TIMEOUT(device.isSniffing(), patienceMs());
+}
+
+void WindowUnderTest::stopCapture(const Simulator::SimulatedDevice &device) const
+{
+    click("OffBtn");
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
+}
+
+QList<QByteArray> WindowUnderTest::enabledControls() const
+{
+    QList<QByteArray> names = {"OnBtn", "OffBtn", "channelSelect"};
+    const auto isDisabled = [this](const QByteArray &name) {
+        return !find<QWidget>(name)->isEnabled();
+    };
+    names.erase(std::remove_if(names.begin(), names.end(), isDisabled), names.end());
+    return names;
+}
+
+int WindowUnderTest::packetCount() const
+{
+    return find<QLabel>("label_packetCount")->text().toInt();
 }
 
 QAction *WindowUnderTest::action(const char *menu, const char *entry) const

@@ -49,6 +49,15 @@ public:
     /** Presses Start, for a capture towards this machine, and waits until @p device sniffs. */
     void startCapture(const Simulator::SimulatedDevice &device) const;
 
+    /** Presses Stop and waits until @p device sniffs no longer. */
+    void stopCapture(const Simulator::SimulatedDevice &device) const;
+
+    /** Returns the names of those of Start, Stop and the channel list that are enabled. */
+    QList<QByteArray> enabledControls() const;
+
+    /** Returns the number of datagrams that the window shows. */
+    int packetCount() const;
+
     /** Returns the entry of a menu of the menu bar, by their texts. */
     QAction *action(const char *menu, const char *entry) const;
 
