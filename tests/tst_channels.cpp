@@ -228,8 +228,6 @@ void ChannelsTest::everyFrameArrivesOnItsChannel()
         frames += station->frames().size();
     }
     TsharkCapture tshark("br0", "192.0.2.255");
-    QString error;
-    QVERIFY2(tshark.start(&error), qPrintable(error));
 
     QElapsedTimer clock;
     clock.start();

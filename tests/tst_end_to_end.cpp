@@ -1,23 +1,18 @@
 #include "capture_file.h"
-#include "mocked_machine.h"
 #include "patience.h"
-#include "simulated_device.h"
+#include "plugged_device.h"
 #include "tshark_capture.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
 
 #include <QComboBox>
-#include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
 using Simulator::MockedMachine;
 using Simulator::SimulatedDevice;
 using Simulator::Traffic;
-using Kind = MockedMachine::Kind;
 
 namespace {
 
@@ -44,8 +39,7 @@ class EndToEndTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { m_tshark = std::make_unique<TsharkCapture>(); }
     void everyFrameReachesTheAnalyser_data();
     void everyFrameReachesTheAnalyser();
     void aRestartOfTheFirmwareResumes();
@@ -53,37 +47,10 @@ private slots:
     void severalDevicesListInOrder();
 
 private:
-    /** Connects to the only device, which is on @p channel, and starts the capture. */
-    static void startCapture(const WindowUnderTest &test, int channel = 11);
-
     QTemporaryDir m_folder;
-    std::unique_ptr<MockedMachine> m_machine;
+    MockedMachine m_machine;
     std::unique_ptr<TsharkCapture> m_tshark;
 };
-
-void EndToEndTest::init()
-{
-    m_machine = std::make_unique<MockedMachine>();
-    m_tshark = std::make_unique<TsharkCapture>();
-    QString error;
-    QVERIFY2(m_tshark->start(&error), qPrintable(error));
-}
-
-void EndToEndTest::cleanup()
-{
-    m_tshark.reset();
-    m_machine.reset();
-}
-
-void EndToEndTest::startCapture(const WindowUnderTest &test, int channel)
-{
-    test.click("devConnectButton");
-    // Taking over the device's channel ends a capture that was started before.
-    const auto *channelSelect = test.find<QComboBox>("channelSelect");
-    QTRY_COMPARE_WITH_TIMEOUT(channelSelect->currentText(), QString::number(channel), patienceMs());
-    test.find<QLineEdit>("remoteIpInput")->clear();
-    test.click("OnBtn");
-}
 
 void EndToEndTest::everyFrameReachesTheAnalyser_data()
 {
@@ -108,11 +75,11 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
     settings.rate = rate;
     settings.repeat = SimulatedDevice::Repeat::Once;
     settings.traffic = *traffic;
-    const SimulatedDevice device(settings);
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    const PluggedDevice device(&m_machine, settings);
     const WindowUnderTest test;
 
-    startCapture(test, channel);
+    test.connectToDevice();
+    test.startCapture(device);
 
     QCOMPARE(m_tshark->await(frames.size()), frames.size());
     const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
@@ -132,15 +99,15 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
         QCOMPARE(packet.channel, channel);
         QVERIFY2(packet.protocols.contains(":udp:fennix:zep:wpan"), qPrintable(packet.protocols));
     }
-    QCOMPARE(test.find<QLabel>("label_packetCount")->text(), QString::number(frames.size()));
+    QCOMPARE(test.packetCount(), frames.size());
 }
 
 void EndToEndTest::aRestartOfTheFirmwareResumes()
 {
-    SimulatedDevice device({});
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    PluggedDevice device(&m_machine);
     const WindowUnderTest test;
-    startCapture(test);
+    test.connectToDevice();
+    test.startCapture(device);
     QVERIFY(m_tshark->await(3) >= 3);
 
     device.restart();
@@ -148,8 +115,7 @@ void EndToEndTest::aRestartOfTheFirmwareResumes()
     QTRY_VERIFY_WITH_TIMEOUT(device.isSniffing(), patienceMs());
     const int before = device.framesSent();
     QTRY_VERIFY_WITH_TIMEOUT(device.framesSent() >= before + 3, patienceMs());
-    test.click("OffBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
+    test.stopCapture(device);
 
     // The half record is lost, every complete one has arrived.
     QCOMPARE(m_tshark->await(device.framesSent()), device.framesSent());
@@ -164,19 +130,17 @@ void EndToEndTest::aRestartOfTheFirmwareResumes()
 
 void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
 {
-    SimulatedDevice::Settings settings;
-    settings.firmware = SimulatedDevice::Firmware::Silent;
-    SimulatedDevice device(settings);
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", device.portPath());
+    PluggedDevice device(&m_machine, silentDevice());
     const WindowUnderTest test;
-    startCapture(test);
+    test.click("devConnectButton");
+    test.find<QLineEdit>("remoteIpInput")->clear();
+    test.click("OnBtn");
     const QByteArray frame = Traffic::builtIn().frames().last();
     const QByteArray record = SimulatedDevice::frameRecord(frame);
     device.send("HAN: 11\n" + record + record.left(record.size() / 2));
     QCOMPARE(m_tshark->await(1), 1);
 
-    m_machine->unplug("ttyUSB0");
-    device.hangUp();
+    device.pull();
 
     QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
@@ -184,21 +148,19 @@ void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
     QCOMPARE(m_tshark->packets().size(), 1);
 
     // Plugged in again, it works as before; the half record is forgotten.
-    const SimulatedDevice again({});
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", again.portPath());
+    const PluggedDevice again(&m_machine);
     test.click("refreshComButton");
-    startCapture(test);
+    test.connectToDevice();
+    test.startCapture(again);
     QVERIFY(m_tshark->await(3) >= 3);
 }
 
 void EndToEndTest::severalDevicesListInOrder()
 {
-    const SimulatedDevice first({});
-    const SimulatedDevice second({});
     const SimulatedDevice board({});
-    m_machine->plugIn(Kind::Vostrel, "ttyAMA0", board.portPath());
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB1", second.portPath());
-    m_machine->plugIn(Kind::Mirzel, "ttyUSB0", first.portPath());
+    m_machine.plugIn(MockedMachine::Kind::Vostrel, "ttyAMA0", board.portPath());
+    const PluggedDevice second(&m_machine, {}, "ttyUSB1");
+    const PluggedDevice first(&m_machine);
     const WindowUnderTest test;
     const auto *box = test.find<QComboBox>("usbComboBox");
 

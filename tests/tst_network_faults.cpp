@@ -1,20 +1,13 @@
-#include "mocked_machine.h"
 #include "network.h"
 #include "no_traces.h"
 #include "patience.h"
-#include "simulated_device.h"
+#include "plugged_device.h"
 #include "tshark_capture.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
 
-#include <QLabel>
 #include <QLineEdit>
 #include <QtTest>
-
-#include <algorithm>
-
-using Simulator::MockedMachine;
-using Simulator::SimulatedDevice;
 
 namespace {
 
@@ -26,16 +19,6 @@ constexpr int givenUpMs = 15000;
 
 constexpr char refusal[] = "ZEP Error: Unable to send a message";
 constexpr char noRoom[] = "ZEP Error: Unable to send a datagram";
-
-SimulatedDevice::Settings fasterThanTheLine()
-{
-    SimulatedDevice::Settings settings;
-    settings.rate = SimulatedDevice::Rate::Unthrottled;
-    settings.interval = std::chrono::milliseconds(2);
-    return settings;
-}
-
-} // namespace
 
 /** The window, connected to a device; it captures, and sends what is captured somewhere. */
 class Capture : public WindowUnderTest
@@ -52,10 +35,7 @@ public:
     int logged(const QByteArray &message) const { return log.messages().count(message); }
 };
 
-static int counted(const Capture &test)
-{
-    return test.find<QLabel>("label_packetCount")->text().toInt();
-}
+} // namespace
 
 class NetworkFaultsTest : public QObject
 {
@@ -77,32 +57,37 @@ private:
     /** Lets the idle device send @p count frames at once. */
     void sendFrames(int count) const;
 
-    std::unique_ptr<MockedMachine> m_machine;
-    std::unique_ptr<SimulatedDevice> m_device;
+    /** Returns by how much the far machine's datagram at @p index is numbered above its first. */
+    int number(int index) const;
+
+    Simulator::MockedMachine m_machine;
     std::unique_ptr<FarMachine> m_far;
+    std::unique_ptr<PluggedDevice> m_device;
 };
 
 void NetworkFaultsTest::init()
 {
     m_far = std::make_unique<FarMachine>();
-    m_machine = std::make_unique<MockedMachine>();
-    m_device = std::make_unique<SimulatedDevice>(fasterThanTheLine());
-    m_machine->plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", m_device->portPath());
+    m_device =
+        std::make_unique<PluggedDevice>(&m_machine, fastDevice(std::chrono::milliseconds(2)));
 }
 
 void NetworkFaultsTest::cleanup()
 {
-    m_machine.reset();
     m_device.reset();
     m_far.reset();
 }
 
+int NetworkFaultsTest::number(int index) const
+{
+    const QVector<QByteArray> &arrived = m_far->receiver().datagrams();
+    return static_cast<int>(ZepReceiver::sequenceNumber(arrived.at(index))
+                            - ZepReceiver::sequenceNumber(arrived.first()));
+}
+
 void NetworkFaultsTest::sendFrames(int count) const
 {
-    QByteArray records;
-    for (int i = 0; i < count; ++i)
-        records += SimulatedDevice::frameRecord("a radio frame");
-    m_device->send(records);
+    m_device->send(PluggedDevice::frameRecord("a radio frame").repeated(count));
 }
 
 void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses_data()
@@ -128,16 +113,14 @@ void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses()
     const QVector<QByteArray> &arrived = m_far->receiver().datagrams();
     // On all interfaces, since the one to the other machine may go.
     TsharkCapture tshark("any");
-    QString error;
-    QVERIFY2(tshark.start(&error), qPrintable(error));
     const Capture test;
     test.start(FarMachine::address);
     QTRY_VERIFY_WITH_TIMEOUT(arrived.size() >= several, patienceMs());
 
     Network::configure({fault});
-    const int before = counted(test);
+    const int before = test.packetCount();
     QTRY_VERIFY_WITH_TIMEOUT(test.logged(refusal) >= several, patienceMs());
-    QCOMPARE(counted(test), before);
+    QCOMPARE(test.packetCount(), before);
     QCOMPARE(test.page(), QByteArray("pageConnected"));
 
     if (repair == "a new one")
@@ -145,20 +128,15 @@ void NetworkFaultsTest::anInterruptedNetworkCostsWhatItRefuses()
     else
         Network::configure({repair});
     QTRY_VERIFY_WITH_TIMEOUT(arrived.size() >= before + several, patienceMs());
-    test.click("OffBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
-    QTRY_COMPARE_WITH_TIMEOUT(counted(test) + test.logged(refusal), m_device->framesSent(),
+    test.stopCapture(*m_device);
+    QTRY_COMPARE_WITH_TIMEOUT(test.packetCount() + test.logged(refusal), m_device->framesSent(),
                               patienceMs());
-    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), counted(test), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), test.packetCount(), patienceMs());
 
     // Each one that was refused has used up a number.
-    const quint32 first = ZepReceiver::sequenceNumber(arrived.first());
-    QCOMPARE(ZepReceiver::sequenceNumber(arrived.at(before - 1)) - first,
-             static_cast<quint32>(before - 1));
-    QCOMPARE(ZepReceiver::sequenceNumber(arrived.at(before)) - first,
-             static_cast<quint32>(before + test.logged(refusal)));
-    QCOMPARE(ZepReceiver::sequenceNumber(arrived.last()) - first,
-             static_cast<quint32>(m_device->framesSent() - 1));
+    QCOMPARE(number(before - 1), before - 1);
+    QCOMPARE(number(before), before + test.logged(refusal));
+    QCOMPARE(number(arrived.size() - 1), m_device->framesSent() - 1);
 
     // The analyser says how many that were.
     QCOMPARE(tshark.await(arrived.size()), arrived.size());
@@ -185,16 +163,15 @@ void NetworkFaultsTest::whatIsLostFurtherOnIsCounted()
 
     receiver.reset();
     Network::configure({fault});
-    const int before = counted(test);
-    QTRY_VERIFY_WITH_TIMEOUT(counted(test) >= before + several, patienceMs());
+    const int before = test.packetCount();
+    QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= before + several, patienceMs());
     QCOMPARE(test.logged(refusal), 0);
 
     Network::configure({"link set lo up"});
     const ZepReceiver again;
     QTRY_VERIFY_WITH_TIMEOUT(again.count() >= several, patienceMs());
-    test.click("OffBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
-    QTRY_COMPARE_WITH_TIMEOUT(counted(test), m_device->framesSent(), patienceMs());
+    test.stopCapture(*m_device);
+    QTRY_COMPARE_WITH_TIMEOUT(test.packetCount(), m_device->framesSent(), patienceMs());
 }
 
 void NetworkFaultsTest::aHostThatDoesNotAnswerFillsTheSendBuffer()
@@ -203,50 +180,47 @@ void NetworkFaultsTest::aHostThatDoesNotAnswerFillsTheSendBuffer()
     const QVector<QByteArray> &arrived = m_far->receiver().datagrams();
     const Capture test;
     test.start(FarMachine::address);
-    test.click("OffBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
+    test.stopCapture(*m_device);
     sendFrames(1);
     QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), m_device->framesSent() + 1, patienceMs());
-    const int before = counted(test);
+    const int before = test.packetCount();
     m_far->configure({"address delete 192.0.2.2/24 dev cable-end"});
     // The machine is asked for often enough to be there again before it is given up.
     Network::configure(
         {"ntable change name arp_cache dev cable mcast_probes 10", "neighbour flush dev cable"});
 
     sendFrames(frames);
-    QTRY_COMPARE_WITH_TIMEOUT(counted(test) + test.logged(noRoom), before + frames, patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.packetCount() + test.logged(noRoom), before + frames,
+                              patienceMs());
     QVERIFY(test.logged(noRoom) > 0);
     QCOMPARE(arrived.size(), before);
 
     // It is asked for every second; what waits for it arrives late.
     m_far->configure({"address add 192.0.2.2/24 dev cable-end"});
-    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), counted(test), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), test.packetCount(), patienceMs());
     sendFrames(1);
-    QTRY_COMPARE_WITH_TIMEOUT(counted(test) + test.logged(noRoom), before + frames + 1,
+    QTRY_COMPARE_WITH_TIMEOUT(test.packetCount() + test.logged(noRoom), before + frames + 1,
                               patienceMs());
-    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), counted(test), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), test.packetCount(), patienceMs());
     // The numbers of those that found no room are used up.
-    QCOMPARE(ZepReceiver::sequenceNumber(arrived.last())
-                 - ZepReceiver::sequenceNumber(arrived.first()),
-             static_cast<quint32>(before + frames));
+    QCOMPARE(number(arrived.size() - 1), before + frames);
 }
 
 void NetworkFaultsTest::theSendBufferIsEmptiedWhenAHostIsGivenUp()
 {
     const Capture test;
     test.start("192.0.2.3");
-    test.click("OffBtn");
-    QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
+    test.stopCapture(*m_device);
 
     // Traces would take a slow machine so long that the host is given up before the buffer is full.
     const NoTraces noTraces;
     sendFrames(400);
     QTRY_VERIFY_WITH_TIMEOUT(test.logged(noRoom) > 0, patienceMs());
-    const int full = counted(test);
+    const int full = test.packetCount();
 
     const auto findsRoom = [&] {
         sendFrames(1);
-        return counted(test) > full;
+        return test.packetCount() > full;
     };
     QVERIFY(QTest::qWaitFor(findsRoom, patienceMs(givenUpMs)));
 }
@@ -267,14 +241,13 @@ void NetworkFaultsTest::aTextThatIsNoAddressLeadsToThisMachine()
     const ZepReceiver receiver(arrivesAt);
     const Capture test;
     for (const QString &text : qAsConst(texts)) {
-        const int before = counted(test);
+        const int before = test.packetCount();
         test.start(text);
-        QTRY_VERIFY_WITH_TIMEOUT(counted(test) >= before + several, patienceMs());
-        test.click("OffBtn");
-        QTRY_VERIFY_WITH_TIMEOUT(!m_device->isSniffing(), patienceMs());
+        QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= before + several, patienceMs());
+        test.stopCapture(*m_device);
     }
 
-    QTRY_COMPARE_WITH_TIMEOUT(counted(test), m_device->framesSent(), patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.packetCount(), m_device->framesSent(), patienceMs());
     QTRY_VERIFY_WITH_TIMEOUT(receiver.count() >= several, patienceMs());
     QCOMPARE(test.logged(refusal), 0);
 }

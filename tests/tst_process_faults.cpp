@@ -1,9 +1,8 @@
 #include "flashing_tool.h"
 #include "held_probe.h"
-#include "mocked_machine.h"
 #include "patience.h"
+#include "plugged_device.h"
 #include "screen.h"
-#include "simulated_device.h"
 #include "window_under_test.h"
 #include "zep_receiver.h"
 
@@ -20,9 +19,6 @@
 
 /** The program's main(), built under another name beside the test's own. */
 int fennixMain(int argc, char *argv[]);
-
-using Simulator::MockedMachine;
-using Simulator::SimulatedDevice;
 
 namespace {
 
@@ -69,23 +65,6 @@ void letTheUserIn()
 /** What becomes of the standard streams of a process before it starts. */
 using Streams = void (*)();
 
-void leadToAFullDisk()
-{
-    const int disk = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    dup2(disk, STDOUT_FILENO);
-    dup2(disk, STDERR_FILENO);
-}
-
-void closeOutput()
-{
-    close(STDOUT_FILENO);
-}
-
-void closeErrors()
-{
-    close(STDERR_FILENO);
-}
-
 /** Makes @p descriptor the end of a pipe that nobody reads any more. */
 void breakPipe(int descriptor)
 {
@@ -94,16 +73,6 @@ void breakPipe(int descriptor)
         _exit(EXIT_FAILURE);
     dup2(ends[1], descriptor);
     close(ends[0]);
-}
-
-void leaveOutputUnread()
-{
-    breakPipe(STDOUT_FILENO);
-}
-
-void leaveErrorsUnread()
-{
-    breakPipe(STDERR_FILENO);
 }
 
 /** The program as a process of its own, in a window on a real screen. Ends with the object. */
@@ -156,20 +125,16 @@ private:
     /** Waits for the first datagram. */
     bool isCapturing() const;
 
-    std::unique_ptr<MockedMachine> m_machine;
-    std::unique_ptr<SimulatedDevice> m_device;
+    Simulator::MockedMachine m_machine;
+    std::unique_ptr<PluggedDevice> m_device;
     std::unique_ptr<ZepReceiver> m_receiver;
     std::unique_ptr<Screen> m_screen;
 };
 
 void ProcessFaultsTest::init()
 {
-    SimulatedDevice::Settings settings;
-    settings.rate = SimulatedDevice::Rate::Unthrottled;
-    settings.interval = std::chrono::milliseconds(2);
-    m_device = std::make_unique<SimulatedDevice>(settings);
-    m_machine = std::make_unique<MockedMachine>();
-    m_machine->plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", m_device->portPath());
+    m_device =
+        std::make_unique<PluggedDevice>(&m_machine, fastDevice(std::chrono::milliseconds(2)));
     m_receiver = std::make_unique<ZepReceiver>();
     m_screen = std::make_unique<Screen>();
 }
@@ -178,7 +143,6 @@ void ProcessFaultsTest::cleanup()
 {
     m_screen.reset();
     m_receiver.reset();
-    m_machine.reset();
     m_device.reset();
     loseSomePatience();
 }
@@ -191,11 +155,15 @@ bool ProcessFaultsTest::isCapturing() const
 void ProcessFaultsTest::capturesWithoutItsStandardStreams_data()
 {
     QTest::addColumn<Streams>("streams");
-    QTest::newRow("a full disk behind both outputs") << Streams(leadToAFullDisk);
-    QTest::newRow("no standard output") << Streams(closeOutput);
-    QTest::newRow("no standard error") << Streams(closeErrors);
-    QTest::newRow("nobody reads the standard output") << Streams(leaveOutputUnread);
-    QTest::newRow("nobody reads the standard error") << Streams(leaveErrorsUnread);
+    QTest::newRow("a full disk behind both outputs") << Streams([] {
+        const int disk = open("/dev/full", O_WRONLY | O_CLOEXEC);
+        dup2(disk, STDOUT_FILENO);
+        dup2(disk, STDERR_FILENO);
+    });
+    QTest::newRow("no standard output") << Streams([] { close(STDOUT_FILENO); });
+    QTest::newRow("no standard error") << Streams([] { close(STDERR_FILENO); });
+    QTest::newRow("nobody reads the standard output") << Streams([] { breakPipe(STDOUT_FILENO); });
+    QTest::newRow("nobody reads the standard error") << Streams([] { breakPipe(STDERR_FILENO); });
 }
 
 void ProcessFaultsTest::capturesWithoutItsStandardStreams()

@@ -4,9 +4,8 @@
 #include "tshark.h"
 #include "zep_receiver.h"
 
+#include <QHostAddress>
 #include <QTest>
-
-#include <utility>
 
 namespace {
 
@@ -30,68 +29,41 @@ enum Field {
     FieldCount,
 };
 
+constexpr const char *fieldNames[FieldCount] = {
+    "udp.payload",   "frame.protocols", "zep.channel_id", "zep.seqno",
+    "_ws.malformed", "wpan.fcs.bad",    "fennix.missing", "ip.src"};
+
 QStringList arguments(const QString &networkInterface)
 {
-    return {
-        "-l",
-        "-n",
-        "-i",
-        networkInterface,
-        "-f",
-        QString("udp dst port %1").arg(ZepReceiver::zepPort),
-        "-T",
-        "fields",
-        "-e",
-        "udp.payload",
-        "-e",
-        "frame.protocols",
-        "-e",
-        "zep.channel_id",
-        "-e",
-        "zep.seqno",
-        "-e",
-        "_ws.malformed",
-        "-e",
-        "wpan.fcs.bad",
-        "-e",
-        "fennix.missing",
-        "-e",
-        "ip.src",
-        // Of the outermost layer only: a radio frame may hold a datagram in turn.
-        "-E",
-        "occurrence=f",
-    };
+    const QString filter = QString("udp dst port %1").arg(ZepReceiver::zepPort);
+    // Of the outermost layer only: a radio frame may hold a datagram in turn.
+    QStringList arguments = {"-l", "-n",     "-i", networkInterface, "-f", filter,
+                             "-T", "fields", "-E", "occurrence=f"};
+    for (const char *name : fieldNames)
+        arguments += {"-e", name};
+    return arguments;
 }
 
 } // namespace
 
-TsharkCapture::TsharkCapture(QString networkInterface, const QString &reachable)
-    : m_interface(std::move(networkInterface))
-    , m_reachable(reachable)
-{ }
+TsharkCapture::TsharkCapture(const QString &networkInterface, const QString &reachable)
+{
+    Tshark::start(&m_tshark, arguments(networkInterface));
+    QUdpSocket socket;
+    const auto isReady = [&] {
+        socket.writeDatagram(probe, QHostAddress(reachable), ZepReceiver::zepPort);
+        readLines();
+        return m_ready || m_tshark.state() == QProcess::NotRunning;
+    };
+    if (!QTest::qWaitFor(isReady, startTimeoutMs) || !m_ready)
+        qFatal("tshark: %s %s", qPrintable(m_tshark.errorString()),
+               m_tshark.readAllStandardError().constData());
+}
 
 TsharkCapture::~TsharkCapture()
 {
     m_tshark.terminate();
     m_tshark.waitForFinished();
-}
-
-bool TsharkCapture::start(QString *error)
-{
-    Tshark::start(&m_tshark, arguments(m_interface));
-    QUdpSocket socket;
-    const auto isReady = [&] {
-        socket.writeDatagram(probe, m_reachable, ZepReceiver::zepPort);
-        readLines();
-        return m_ready || m_tshark.state() == QProcess::NotRunning;
-    };
-    if (QTest::qWaitFor(isReady, startTimeoutMs) && m_ready)
-        return true;
-
-    *error = m_tshark.error() == QProcess::FailedToStart
-        ? m_tshark.errorString()
-        : QString::fromLocal8Bit(m_tshark.readAllStandardError()).simplified();
-    return false;
 }
 
 int TsharkCapture::await(int count)

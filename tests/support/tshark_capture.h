@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QHostAddress>
 #include <QProcess>
 #include <QVector>
 
@@ -24,17 +23,15 @@ public:
         QString source; ///< Address of the machine that sent it.
     };
 
-    /** @p reachable is an address that is reached through the interface. */
-    explicit TsharkCapture(QString networkInterface = QStringLiteral("lo"),
+    /**
+     * Starts to capture and waits until datagrams are really seen, by sending some to
+     * @p reachable, an address beyond the interface. Ends the test program (qFatal)
+     * when the machine does not allow it.
+     */
+    explicit TsharkCapture(const QString &networkInterface = QStringLiteral("lo"),
                            const QString &reachable = QStringLiteral("127.0.0.1"));
     ~TsharkCapture();
     Q_DISABLE_COPY(TsharkCapture)
-
-    /**
-     * Starts to capture and waits until datagrams are really seen. Returns false
-     * with the reason in @p error when the machine does not allow it.
-     */
-    bool start(QString *error);
 
     /** Waits for @p count datagrams for as long as some come; returns how many there are. */
     int await(int count);
@@ -45,8 +42,6 @@ public:
 private:
     void readLines();
 
-    const QString m_interface;
-    const QHostAddress m_reachable;
     QProcess m_tshark;
     QVector<Packet> m_packets;
     bool m_ready = false;
