@@ -1,8 +1,7 @@
 #include "connection.h"
 #include "message_capture.h"
-#include "mocked_machine.h"
 #include "patience.h"
-#include "simulated_device.h"
+#include "plugged_device.h"
 #include "window_under_test.h"
 
 #include <QAbstractButton>
@@ -11,13 +10,11 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMetaMethod>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QTextBrowser>
 #include <QTimer>
 #include <QtTest>
-
-using Simulator::MockedMachine;
-using Simulator::SimulatedDevice;
 
 /** Takes the place of the desktop's viewer. */
 class Viewer : public QObject
@@ -41,26 +38,22 @@ class MainWindowTest : public QObject
 private slots:
     void slotsStandInOrder();
     void startsOnTheStartPage();
-    void theStackOfPagesIsTheCentralWidget();
     void describesWhatHasNoText();
     void ownsTwoSingleShotTimers();
-    void namesQuitInTheFileMenu();
+    void listsItsMenusInOrder();
     void quits();
-    void listsTheHelpMenuInOrder();
     void helpPagesLeadBack_data();
     void helpPagesLeadBack();
-    void helpFromAFirmwarePageLeadsToTheStartPage_data();
-    void helpFromAFirmwarePageLeadsToTheStartPage();
     void wiresharkHelpLeadsBackToTheConnectedPage();
-    void firmwarePagesLeadBackByDisconnecting_data();
-    void firmwarePagesLeadBackByDisconnecting();
+    void firmwarePagesLeadToTheStartPage_data();
+    void firmwarePagesLeadToTheStartPage();
     void opensTheManual();
     void everyLinkOpensTheManual_data();
     void everyLinkOpensTheManual();
     void leavesTheConnectionOpen();
 
 private:
-    MockedMachine m_machine;
+    Simulator::MockedMachine m_machine;
 };
 
 namespace {
@@ -113,18 +106,12 @@ void MainWindowTest::startsOnTheStartPage()
 {
     const WindowUnderTest test;
 
+    QCOMPARE(test.window.centralWidget(), test.find<QStackedWidget>("stackedWidget"));
     QCOMPARE(test.page(), QByteArray("pageNotConnected"));
     QCOMPARE(test.window.windowTitle(), QString("FENNIX"));
     QCOMPARE(test.window.windowIcon().availableSizes(), QList<QSize>({QSize(48, 48)}));
     QCOMPARE(MainWindow::numberOfDevices, 0);
     QVERIFY(MainWindow::availableComPorts.empty());
-}
-
-void MainWindowTest::theStackOfPagesIsTheCentralWidget()
-{
-    const WindowUnderTest test;
-
-    QCOMPARE(test.window.centralWidget(), test.find<QStackedWidget>("stackedWidget"));
 }
 
 void MainWindowTest::describesWhatHasNoText()
@@ -155,14 +142,21 @@ void MainWindowTest::ownsTwoSingleShotTimers()
     }
 }
 
-void MainWindowTest::namesQuitInTheFileMenu()
+void MainWindowTest::listsItsMenusInOrder()
 {
     const WindowUnderTest test;
 
-    const QAction *file = test.window.menuBar()->actions().value(0);
+    QStringList texts;
+    const QList<QAction *> menus = test.window.menuBar()->actions();
+    for (const QAction *menu : menus) {
+        const QList<QAction *> entries = menu->menu()->actions();
+        for (const QAction *entry : entries)
+            texts.append(menu->text() + ": " + entry->text());
+    }
 
-    QCOMPARE(file->text(), QString("&File"));
-    QCOMPARE(file->menu()->actions().size(), 1);
+    QCOMPARE(texts,
+             QStringList({"&File: Quit", "Help: Dependencies", "Help: Firmware update",
+                          "Help: Manual", "Help: About"}));
     QCOMPARE(test.action("&File", "Quit")->shortcuts(),
              QKeySequence::keyBindings(QKeySequence::Quit));
 }
@@ -177,84 +171,35 @@ void MainWindowTest::quits()
     QCOMPARE(QCoreApplication::exec(), 0);
 }
 
-void MainWindowTest::listsTheHelpMenuInOrder()
-{
-    const WindowUnderTest test;
-
-    const QList<QAction *> menus = test.window.menuBar()->actions();
-    QCOMPARE(menus.size(), 2);
-    QCOMPARE(menus.at(1)->text(), QString("Help"));
-    QStringList texts;
-    const QList<QAction *> entries = menus.at(1)->menu()->actions();
-    for (const QAction *entry : entries)
-        texts.append(entry->text());
-    QCOMPARE(texts, QStringList({"Dependencies", "Firmware update", "Manual", "About"}));
-}
-
 void MainWindowTest::helpPagesLeadBack_data()
 {
-    QTest::addColumn<QByteArray>("entry");
     QTest::addColumn<QByteArray>("page");
     QTest::addColumn<QByteArray>("backButton");
-    QTest::newRow("dependencies") << QByteArray("Dependencies") << QByteArray("pageDependencies")
-                                  << QByteArray("backBtn_3");
-    QTest::newRow("firmware update") << QByteArray("Firmware update")
-                                     << QByteArray("pageFwUpdateHelp") << QByteArray("backBtn_4");
-    QTest::newRow("about") << QByteArray("About") << QByteArray("pageAbout")
-                           << QByteArray("backBtn_5");
+    QTest::newRow("Dependencies") << QByteArray("pageDependencies") << QByteArray("backBtn_3");
+    QTest::newRow("Firmware update") << QByteArray("pageFwUpdateHelp") << QByteArray("backBtn_4");
+    QTest::newRow("About") << QByteArray("pageAbout") << QByteArray("backBtn_5");
 }
 
 void MainWindowTest::helpPagesLeadBack()
 {
-    QFETCH(QByteArray, entry);
     QFETCH(QByteArray, page);
     QFETCH(QByteArray, backButton);
-    const SimulatedDevice device({});
-    m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
+    const PluggedDevice device(&m_machine);
     const WindowUnderTest test;
+    QAction *entry = test.action("Help", QTest::currentDataTag());
+    const auto verifyLeadsBackTo = [&](const QByteArray &origin) {
+        QCOMPARE(test.page(), origin);
+        entry->trigger();
+        QCOMPARE(test.page(), page);
+        test.click(backButton);
+        QCOMPARE(test.page(), origin);
+    };
 
-    test.action("Help", entry)->trigger();
-    QCOMPARE(test.page(), page);
-    test.click(backButton);
-    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
-
+    verifyLeadsBackTo("pageNotConnected");
     test.click("devConnectButton");
-    QCOMPARE(test.page(), QByteArray("pageConnected"));
-    test.action("Help", entry)->trigger();
-    QCOMPARE(test.page(), page);
-    test.click(backButton);
-    QCOMPARE(test.page(), QByteArray("pageConnected"));
-
+    verifyLeadsBackTo("pageConnected");
     test.click("devDisconnectButton");
-    test.action("Help", entry)->trigger();
-    test.click(backButton);
-    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
-    m_machine.unplug("ttyUSB0");
-}
-
-void MainWindowTest::helpFromAFirmwarePageLeadsToTheStartPage_data()
-{
-    QTest::addColumn<QByteArray>("slot");
-    QTest::addColumn<QByteArray>("page");
-    QTest::newRow("one device") << QByteArray("showFirmwareUpdatePage")
-                                << QByteArray("pageNoFirmware");
-    QTest::newRow("several devices") << QByteArray("showFirmwareUpdatePageTooManyDevices")
-                                     << QByteArray("pageNoFirmwareTooManyDev");
-}
-
-void MainWindowTest::helpFromAFirmwarePageLeadsToTheStartPage()
-{
-    QFETCH(QByteArray, slot);
-    QFETCH(QByteArray, page);
-    WindowUnderTest test;
-    test.call("showConnectedPage");
-    test.call(slot);
-    QCOMPARE(test.page(), page);
-
-    test.action("Help", "Dependencies")->trigger();
-    test.click("backBtn_3");
-
-    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+    verifyLeadsBackTo("pageNotConnected");
 }
 
 void MainWindowTest::wiresharkHelpLeadsBackToTheConnectedPage()
@@ -271,25 +216,36 @@ void MainWindowTest::wiresharkHelpLeadsBackToTheConnectedPage()
     QCOMPARE(test.page(), QByteArray("pageConnected"));
 }
 
-void MainWindowTest::firmwarePagesLeadBackByDisconnecting_data()
+void MainWindowTest::firmwarePagesLeadToTheStartPage_data()
 {
+    QTest::addColumn<QByteArray>("slot");
     QTest::addColumn<QByteArray>("page");
     QTest::addColumn<QByteArray>("backButton");
-    QTest::newRow("one device") << QByteArray("pageNoFirmware") << QByteArray("backBtn");
+    QTest::newRow("one device") << QByteArray("showFirmwareUpdatePage")
+                                << QByteArray("pageNoFirmware") << QByteArray("backBtn");
     QTest::newRow("several devices")
+        << QByteArray("showFirmwareUpdatePageTooManyDevices")
         << QByteArray("pageNoFirmwareTooManyDev") << QByteArray("backBtn_6");
 }
 
-void MainWindowTest::firmwarePagesLeadBackByDisconnecting()
+void MainWindowTest::firmwarePagesLeadToTheStartPage()
 {
+    QFETCH(QByteArray, slot);
     QFETCH(QByteArray, page);
     QFETCH(QByteArray, backButton);
-    const WindowUnderTest test;
-    test.find<QStackedWidget>("stackedWidget")->setCurrentWidget(test.find<QWidget>(page));
+    WindowUnderTest test;
+    test.call("showConnectedPage");
+    test.call(slot);
+    QCOMPARE(test.page(), page);
+
+    test.action("Help", "Dependencies")->trigger();
+    test.click("backBtn_3");
+    QCOMPARE(test.page(), QByteArray("pageNotConnected"));
+
+    // Their own button disconnects.
+    test.call(slot);
     test.find<QLabel>("label_com_port")->setText("/dev/ttyUSB0");
-
     test.click(backButton);
-
     QCOMPARE(test.page(), QByteArray("pageNotConnected"));
     QCOMPARE(test.find<QLabel>("label_com_port")->text(), QString("Connecting..."));
 }
@@ -308,38 +264,46 @@ void MainWindowTest::opensTheManual()
 void MainWindowTest::everyLinkOpensTheManual_data()
 {
     QTest::addColumn<QByteArray>("browser");
-    QTest::addColumn<QUrl>("link");
-    QTest::newRow("Linux") << QByteArray("helpTextLinux") << QUrl("#");
-    QTest::newRow("Windows") << QByteArray("helpTextWin") << QUrl("#");
-    QTest::newRow("elsewhere") << QByteArray("helpTextLinux") << QUrl("https://example.org/");
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<bool>("isAdded");
+    QTest::newRow("Linux") << QByteArray("helpTextLinux") << "#" << false;
+    QTest::newRow("Windows") << QByteArray("helpTextWin") << "#" << true;
+    QTest::newRow("elsewhere") << QByteArray("helpTextLinux") << "https://example.org/" << true;
 }
 
 void MainWindowTest::everyLinkOpensTheManual()
 {
     QFETCH(QByteArray, browser);
-    QFETCH(QUrl, link);
+    QFETCH(QString, link);
+    QFETCH(bool, isAdded);
     const Viewer viewer;
     WindowUnderTest test;
-
     test.call("wiresharkHelp");
     auto *text = test.find<QTextBrowser>(browser);
     text->show();
-    text->setHtml("<a href=\"" + link.toString() + "\">a link</a>");
-    text->moveCursor(QTextCursor::NextCharacter);
+    if (isAdded)
+        text->setHtml(QString("<p>text</p>").repeated(99)
+                      + QString("<a href=\"%1\">fennix manual</a>").arg(link));
+    QTextCursor cursor = text->document()->find("fennix manual");
+    cursor.setPosition(cursor.selectionStart() + 3);
+    text->setTextCursor(cursor);
+    text->ensureCursorVisible();
+    const int scrolled = text->verticalScrollBar()->value();
+    QVERIFY(scrolled > 0);
     const QPoint place = text->cursorRect().center();
-    QCOMPARE(text->anchorAt(place), link.toString());
+    QCOMPARE(text->anchorAt(place), link);
 
-    QTest::mouseClick(text->viewport(), Qt::LeftButton, Qt::KeyboardModifiers(), place);
+    QTest::mouseClick(text->viewport(), Qt::LeftButton, {}, place);
 
     QCOMPARE(viewer.opened, QList<QUrl>({QUrl(manualUrl)}));
     // The browser itself has gone nowhere.
     QCOMPARE(text->source(), QUrl());
+    QCOMPARE(text->verticalScrollBar()->value(), scrolled);
 }
 
 void MainWindowTest::leavesTheConnectionOpen()
 {
-    SimulatedDevice device({});
-    m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", device.portPath());
+    PluggedDevice device(&m_machine);
     const PortGuard ports;
     const HeldProbe probe;
     const MessageCapture messages;
@@ -354,8 +318,6 @@ void MainWindowTest::leavesTheConnectionOpen()
     device.send("HAN: 12\n");
     QTRY_VERIFY_WITH_TIMEOUT(messages.contains("set channel:  12"), patienceMs());
     QCOMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
-    device.hangUp();
-    m_machine.unplug("ttyUSB0");
 }
 
 QTEST_MAIN(MainWindowTest)
