@@ -1,6 +1,7 @@
 #include "capture_file.h"
 #include "connection.h"
 #include "link_finder.h"
+#include "network.h"
 #include "simulated_device.h"
 #include "soak.h"
 #include "tshark_capture.h"
@@ -21,7 +22,7 @@
 
 #include <cstdio>
 #include <ctime>
-#include <utility>
+#include <deque>
 
 /** The program's main(), built under another name beside the test's own. */
 int fennixMain(int argc, char *argv[]);
@@ -117,41 +118,27 @@ namespace {
 class Station
 {
 public:
-    Station(int channel, QString signal);
+    /** Begins at @p signal and captures for so many seconds. */
+    Station(int channel, const QString &signal, int seconds);
     ~Station();
     Q_DISABLE_COPY(Station)
-
-    void start(int seconds);
 
     QString address() const { return QString("192.0.2.%1").arg(m_channel); }
     int channel() const { return m_channel; }
     const QVector<QByteArray> &frames() const { return m_frames; }
 
-    /** Waits until the program has said a word, and returns what follows it on the line. */
+    /** Waits for the line that begins with @p word and returns what follows; null if none does. */
     QByteArray said(const QByteArray &word);
 
 private:
-    int m_channel;
-    QString m_signal;
+    const int m_channel;
     QVector<QByteArray> m_frames;
     QTemporaryDir m_folder;
     QProcess m_process;
-    QByteArray m_output;
 };
 
-Station::Station(int channel, QString signal)
+Station::Station(int channel, const QString &signal, int seconds)
     : m_channel(channel)
-    , m_signal(std::move(signal))
-{ }
-
-Station::~Station()
-{
-    // Killed, the simulator would leave its program alone.
-    m_process.terminate();
-    m_process.waitForFinished();
-}
-
-void Station::start(int seconds)
 {
     const QVector<QByteArray> traffic = Traffic::builtIn().frames();
     int bytes = 0;
@@ -169,21 +156,26 @@ void Station::start(int seconds)
                      "--device", QString("mirzel:channel=%1").arg(m_channel), "--replay", capture,
                      "--once", "--", QCoreApplication::applicationFilePath(),
                      m_folder.filePath("ttyUSB0"), QString::number(m_channel),
-                     QString::number(m_frames.size()), m_signal});
+                     QString::number(m_frames.size()), signal});
+}
+
+Station::~Station()
+{
+    // Killed, the simulator would leave its program alone.
+    m_process.terminate();
+    m_process.waitForFinished();
 }
 
 QByteArray Station::said(const QByteArray &word)
 {
-    const auto place = [&] {
-        m_output += m_process.readAll();
-        return m_output.indexOf(word);
-    };
-    const auto hasSpoken = [&] { return place() >= 0 && m_output.endsWith('\n'); };
-    const auto hasEnded = [&] { return m_process.state() == QProcess::NotRunning; };
-    if (!QTest::qWaitFor([&] { return hasSpoken() || hasEnded(); }, patienceMs) || !hasSpoken())
-        return QByteArray();
-    const QByteArray rest = m_output.mid(place() + word.size());
-    return rest.left(rest.indexOf('\n')).trimmed();
+    while (m_process.canReadLine() || m_process.waitForReadyRead(patienceMs)) {
+        if (!m_process.canReadLine())
+            continue;
+        const QByteArray line = m_process.readLine();
+        if (line.startsWith(word))
+            return line.mid(word.size()).chopped(1);
+    }
+    return QByteArray();
 }
 
 } // namespace
@@ -201,15 +193,13 @@ private:
     void checkStation(const Station &station, const QVector<TsharkCapture::Packet> &packets);
     void printFigures(int frames, qint64 wallMs, qint64 processorMs);
 
-    std::vector<std::unique_ptr<Station>> m_stations;
+    std::deque<Station> m_stations;
 };
 
 void ChannelsTest::initTestCase()
 {
-    const QString commands = QString("ip link add br0 type bridge && ip link set br0 up && "
-                                     "ip address add %1/24 broadcast + dev br0")
-                                 .arg(analyser);
-    QCOMPARE(QProcess::execute("sh", {"-c", commands}), 0);
+    Network::configure({"link add br0 type bridge", "link set br0 up",
+                        QString("address add %1/24 broadcast + dev br0").arg(analyser)});
 }
 
 void ChannelsTest::everyFrameArrivesOnItsChannel()
@@ -218,14 +208,12 @@ void ChannelsTest::everyFrameArrivesOnItsChannel()
     const QTemporaryDir folder;
     const QString signal = folder.filePath("begin");
     const int channels = SimulatedDevice::highestChannel - SimulatedDevice::lowestChannel + 1;
-    for (int i = 0; i < Soak::portion(channels, 3); ++i) {
-        m_stations.push_back(std::make_unique<Station>(SimulatedDevice::lowestChannel + i, signal));
-        m_stations.back()->start(seconds);
-    }
+    for (int i = 0; i < Soak::portion(channels, 3); ++i)
+        m_stations.emplace_back(SimulatedDevice::lowestChannel + i, signal, seconds);
     int frames = 0;
-    for (const auto &station : m_stations) {
-        QVERIFY(!station->said("ready").isNull());
-        frames += station->frames().size();
+    for (Station &station : m_stations) {
+        QVERIFY(!station.said("ready").isNull());
+        frames += station.frames().size();
     }
     TsharkCapture tshark("br0", "192.0.2.255");
 
@@ -236,10 +224,10 @@ void ChannelsTest::everyFrameArrivesOnItsChannel()
     const qint64 wallMs = clock.elapsed();
 
     qint64 processorMs = 0;
-    for (const auto &station : m_stations) {
-        checkStation(*station, tshark.packets());
-        QCOMPARE(station->said("label ").toInt(), station->frames().size());
-        processorMs += station->said("milliseconds ").toInt();
+    for (Station &station : m_stations) {
+        checkStation(station, tshark.packets());
+        QCOMPARE(station.said("label ").toInt(), station.frames().size());
+        processorMs += station.said("milliseconds ").toInt();
     }
     QCOMPARE(tshark.packets().size(), frames);
     printFigures(frames, wallMs, processorMs);

@@ -21,12 +21,6 @@ await()
 printf '%s\n' "$*" >> "$folder/runs"
 )";
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QFile *created(QFile *file)
 {
     if (!file->open(QIODevice::WriteOnly))
@@ -52,12 +46,11 @@ FlashingTool::~FlashingTool()
 
 QList<QStringList> FlashingTool::runs() const
 {
+    QFile file(m_folder.filePath("runs"));
     QList<QStringList> runs;
-    const QList<QByteArray> lines = contents(m_folder.filePath("runs")).split('\n');
-    for (const QByteArray &line : lines) {
-        if (!line.isEmpty())
-            runs.append(QString::fromLocal8Bit(line).split(' '));
-    }
+    if (file.open(QIODevice::ReadOnly))
+        while (!file.atEnd())
+            runs.append(QString::fromLocal8Bit(file.readLine().chopped(1)).split(' '));
     return runs;
 }
 

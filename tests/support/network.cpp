@@ -51,15 +51,13 @@ FarMachine::FarMachine()
     m_there = currentNetwork();
     // A socket stays in the network where it was made.
     m_receiver = std::make_unique<ZepReceiver>("0.0.0.0");
-    leave();
+    enterNetwork(m_here);
     layCable();
 }
 
 FarMachine::~FarMachine()
 {
-    enter();
-    Network::configure({"link delete cable-end"});
-    leave();
+    configure({"link delete cable-end"});
     close(m_there);
     close(m_here);
 }
@@ -74,17 +72,7 @@ void FarMachine::layCable() const
 
 void FarMachine::configure(const QStringList &commands) const
 {
-    enter();
-    Network::configure(commands);
-    leave();
-}
-
-void FarMachine::enter() const
-{
     enterNetwork(m_there);
-}
-
-void FarMachine::leave() const
-{
+    Network::configure(commands);
     enterNetwork(m_here);
 }

@@ -39,10 +39,7 @@ public:
     const ZepReceiver &receiver() const { return *m_receiver; }
 
 private:
-    void enter() const;
-    void leave() const;
-
-    int m_here;
+    const int m_here;
     int m_there;
     std::unique_ptr<ZepReceiver> m_receiver;
 };
