@@ -39,17 +39,14 @@ class EndToEndTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { m_tshark = std::make_unique<TsharkCapture>(); }
     void everyFrameReachesTheAnalyser_data();
     void everyFrameReachesTheAnalyser();
-    void aRestartOfTheFirmwareResumes();
     void unpluggingMidRecordReturnsToTheStartPage();
     void severalDevicesListInOrder();
 
 private:
     QTemporaryDir m_folder;
     MockedMachine m_machine;
-    std::unique_ptr<TsharkCapture> m_tshark;
 };
 
 void EndToEndTest::everyFrameReachesTheAnalyser_data()
@@ -75,14 +72,15 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
     settings.rate = rate;
     settings.repeat = SimulatedDevice::Repeat::Once;
     settings.traffic = *traffic;
+    TsharkCapture tshark;
     const PluggedDevice device(&m_machine, settings);
     const WindowUnderTest test;
 
     test.connectToDevice();
     test.startCapture(device);
 
-    QCOMPARE(m_tshark->await(frames.size()), frames.size());
-    const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
+    QCOMPARE(tshark.await(frames.size()), frames.size());
+    const QVector<TsharkCapture::Packet> &packets = tshark.packets();
     const quint32 first = packets.first().sequenceNumber;
     for (int i = 0; i < frames.size(); ++i) {
         const TsharkCapture::Packet &packet = packets.at(i);
@@ -102,34 +100,9 @@ void EndToEndTest::everyFrameReachesTheAnalyser()
     QCOMPARE(test.packetCount(), frames.size());
 }
 
-void EndToEndTest::aRestartOfTheFirmwareResumes()
-{
-    PluggedDevice device(&m_machine);
-    const WindowUnderTest test;
-    test.connectToDevice();
-    test.startCapture(device);
-    QVERIFY(m_tshark->await(3) >= 3);
-
-    device.restart();
-    QTRY_VERIFY_WITH_TIMEOUT(!device.isSniffing(), patienceMs());
-    QTRY_VERIFY_WITH_TIMEOUT(device.isSniffing(), patienceMs());
-    const int before = device.framesSent();
-    QTRY_VERIFY_WITH_TIMEOUT(device.framesSent() >= before + 3, patienceMs());
-    test.stopCapture(device);
-
-    // The half record is lost, every complete one has arrived.
-    QCOMPARE(m_tshark->await(device.framesSent()), device.framesSent());
-    QCOMPARE(test.log.messages().count("[warning] watchdog"), 1);
-    const QVector<QByteArray> frames = Traffic::builtIn().frames();
-    const QVector<TsharkCapture::Packet> &packets = m_tshark->packets();
-    for (const TsharkCapture::Packet &packet : packets) {
-        if (ZepReceiver::isData(packet.payload))
-            QVERIFY(frames.contains(packet.payload.mid(ZepReceiver::dataHeaderSize)));
-    }
-}
-
 void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
 {
+    TsharkCapture tshark;
     PluggedDevice device(&m_machine, silentDevice());
     const WindowUnderTest test;
     test.click("devConnectButton");
@@ -138,21 +111,21 @@ void EndToEndTest::unpluggingMidRecordReturnsToTheStartPage()
     const QByteArray frame = Traffic::builtIn().frames().last();
     const QByteArray record = SimulatedDevice::frameRecord(frame);
     device.send("HAN: 11\n" + record + record.left(record.size() / 2));
-    QCOMPARE(m_tshark->await(1), 1);
+    QCOMPARE(tshark.await(1), 1);
 
     device.pull();
 
     QTRY_COMPARE_WITH_TIMEOUT(test.page(), QByteArray("pageNotConnected"), patienceMs());
     QCOMPARE(test.find<QComboBox>("usbComboBox")->count(), 0);
     QCOMPARE(test.log.messages().count("Disconnected"), 1);
-    QCOMPARE(m_tshark->packets().size(), 1);
+    QCOMPARE(tshark.packets().size(), 1);
 
     // Plugged in again, it works as before; the half record is forgotten.
     const PluggedDevice again(&m_machine);
     test.click("refreshComButton");
     test.connectToDevice();
     test.startCapture(again);
-    QVERIFY(m_tshark->await(3) >= 3);
+    QVERIFY(tshark.await(3) >= 3);
 }
 
 void EndToEndTest::severalDevicesListInOrder()

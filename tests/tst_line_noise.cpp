@@ -103,7 +103,8 @@ private slots:
     void aMinuteOfNoiseIsReadAsItsBytesSay();
     void noiseCanSayWhatADeviceSays_data();
     void noiseCanSayWhatADeviceSays();
-    void aRestartSoonAfterAnotherResumes();
+    void aRestartOfTheFirmwareResumes_data();
+    void aRestartOfTheFirmwareResumes();
     void aRestartThatBreaksThePromptNeedsTheUser();
     void aRecordWithoutEndHidesWhatFollows_data();
     void aRecordWithoutEndHidesWhatFollows();
@@ -184,21 +185,30 @@ void LineNoiseTest::noiseCanSayWhatADeviceSays()
     QCOMPARE(test.enabledControls(), QList<QByteArray>({"OffBtn"}));
 }
 
-void LineNoiseTest::aRestartSoonAfterAnotherResumes()
+void LineNoiseTest::aRestartOfTheFirmwareResumes_data()
 {
+    QTest::addColumn<int>("restarts");
+    QTest::newRow("once") << 1;
+    QTest::newRow("twice within a second") << 2;
+}
+
+void LineNoiseTest::aRestartOfTheFirmwareResumes()
+{
+    QFETCH(int, restarts);
     PluggedDevice device(&m_machine, deviceThatHears({plainFrame()}, Rate::Line));
     const RunningCapture test(&device);
     const NoTraces noTraces;
     QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= 3, patienceMs());
 
-    device.restart();
-    device.restart();
+    for (int i = 0; i < restarts; ++i)
+        device.restart();
 
-    QTRY_COMPARE_WITH_TIMEOUT(test.log.messages().count("[warning] watchdog"), 2, patienceMs());
+    QTRY_COMPARE_WITH_TIMEOUT(test.log.messages().count("[warning] watchdog"), restarts,
+                              patienceMs());
     const int before = test.packetCount();
     QTRY_VERIFY_WITH_TIMEOUT(test.packetCount() >= before + 3, patienceMs());
     test.stopCapture(device);
-    // The two half records are lost, and nothing else.
+    // The half records are lost, and nothing else.
     QTRY_COMPARE_WITH_TIMEOUT(test.receiver.count(), device.framesSent(), patienceMs());
     QCOMPARE(test.receiver.frames().count(plainFrame()), test.receiver.count());
 }
