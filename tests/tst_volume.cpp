@@ -1,10 +1,14 @@
+#include "chance.h"
 #include "connection.h"
-#include "flood.h"
+#include "datagram_sink.h"
 #include "footprint.h"
+#include "frame_source.h"
 #include "mocked_machine.h"
 #include "patience.h"
+#include "soak.h"
 #include "traffic.h"
 #include "window_under_test.h"
+#include "zep_receiver.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -21,7 +25,7 @@ namespace {
 /** A day of 38400 baud at ten bits a byte, in records of the mean size. */
 constexpr int bytesOfADay = 24 * 60 * 60 * 3840;
 constexpr int bytesAroundAFrame = 11;
-constexpr int meanFrame = (SeededFrames::smallestFrame + Simulator::Traffic::largestFrame) / 2;
+constexpr int meanFrame = (Chance::smallestFrame + Simulator::Traffic::largestFrame) / 2;
 constexpr int framesOfADay = bytesOfADay / (bytesAroundAFrame + meanFrame);
 
 constexpr int parts = 10;
@@ -42,6 +46,38 @@ void verifyFlat(const char *memory, int first, int last)
 {
     QVERIFY2(last <= first + slackKilobytes,
              qPrintable(QString("%1: %2 kB, then %3 kB").arg(memory).arg(first).arg(last)));
+}
+
+/**
+ * Tells whether each datagram is the one of the frame that was sent. A gap in the sequence is
+ * counted.
+ */
+class ExpectedDatagrams
+{
+public:
+    int missing() const { return m_missing; }
+
+    bool isNext(const QByteArray &datagram);
+
+private:
+    Chance m_frames {Soak::seed()};
+    quint32 m_nextSequenceNumber = 1;
+    std::atomic<int> m_missing {0};
+};
+
+bool ExpectedDatagrams::isNext(const QByteArray &datagram)
+{
+    const quint32 gap = ZepReceiver::sequenceNumber(datagram) - m_nextSequenceNumber;
+    if (gap > FrameSource::farthestAhead)
+        return false;
+    for (quint32 i = 0; i < gap; ++i)
+        m_frames.frame();
+    m_missing += static_cast<int>(gap);
+    m_nextSequenceNumber += gap + 1;
+    const QByteArray frame = m_frames.frame();
+    if (frame.size() <= Chance::smallestFrame)
+        return datagram.size() == ZepReceiver::acknowledgementSize;
+    return ZepReceiver::isData(datagram) && datagram.mid(ZepReceiver::dataHeaderSize) == frame;
 }
 
 /** Builds the trace of each frame, as in real life, but writes it nowhere. */
@@ -70,6 +106,8 @@ private slots:
     void nothingIsLostOrKept();
 
 private:
+    QByteArray nextFrame();
+    void send(int frames);
     void startCapture(const QString &address) const;
     bool forward(int frames);
     void refuseSome();
@@ -77,9 +115,12 @@ private:
     void printFigures(const Footprint &first, const Footprint &last) const;
 
     MockedMachine m_machine;
-    QSemaphore m_room {farthestAhead};
-    FloodingDevice m_device {&m_room};
-    FloodedAnalyser m_analyser {&m_room};
+    ExpectedDatagrams m_expected;
+    DatagramSink m_analyser {0, [this](const QByteArray &it) { return m_expected.isNext(it); }};
+    Chance m_frames {Soak::seed()};
+    int m_framesSent = 0;
+    qint64 m_bytesSent = 0;
+    FrameSource m_device {[this] { return nextFrame(); }};
     std::unique_ptr<WindowUnderTest> m_test;
     QElapsedTimer m_clock;
 };
@@ -89,7 +130,6 @@ void VolumeTest::nothingIsLostOrKept()
     m_machine.plugIn(MockedMachine::Kind::Mirzel, "ttyUSB0", m_device.portPath());
     m_test = std::make_unique<WindowUnderTest>();
     m_test->click("devConnectButton");
-    m_device.reportChannel();
     startCapture(QString());
     const TraceToNowhere trace;
     m_clock.start();
@@ -105,15 +145,30 @@ void VolumeTest::nothingIsLostOrKept()
     }
 
     const Footprint last = footprint();
-    QCOMPARE(m_analyser.received() + m_analyser.missing(), m_device.framesSent());
-    QCOMPARE(m_analyser.missing(), quint32(farthestAhead));
-    QCOMPARE(m_test->packetCount(), static_cast<int>(m_analyser.received()));
+    m_device.finish();
+    QCOMPARE(m_analyser.received() + m_expected.missing(), m_framesSent);
+    QCOMPARE(m_expected.missing(), FrameSource::farthestAhead);
+    QCOMPARE(m_test->packetCount(), m_analyser.received());
     verifyFlat("allocated", first->allocatedKilobytes, last.allocatedKilobytes);
     if (!isEmulated)
         verifyFlat("resident", first->residentKilobytes, last.residentKilobytes);
     QCOMPARE(last.descriptors, first->descriptors);
     QCOMPARE(last.objects, first->objects);
     printFigures(*first, last);
+}
+
+QByteArray VolumeTest::nextFrame()
+{
+    QByteArray frame = m_frames.frame();
+    ++m_framesSent;
+    m_bytesSent += bytesAroundAFrame + frame.size();
+    return frame;
+}
+
+void VolumeTest::send(int frames)
+{
+    m_device.start(frames, FrameSource::Rate::Unthrottled,
+                   [this] { return m_analyser.received(); });
 }
 
 /** Presses Stop and Start with another destination; none is this machine. */
@@ -131,8 +186,8 @@ bool VolumeTest::forward(int frames)
     QEventLoop loop;
     QTimer look;
     QTimer stall;
-    quint32 seen = m_analyser.received();
-    const quint32 end = seen + static_cast<quint32>(frames);
+    int seen = m_analyser.received();
+    const int end = seen + frames;
     connect(&stall, &QTimer::timeout, &loop, [&] { loop.exit(1); });
     connect(&look, &QTimer::timeout, &loop, [&] {
         if (m_analyser.received() == end)
@@ -143,7 +198,7 @@ bool VolumeTest::forward(int frames)
     });
     look.start(5);
     stall.start(longestStallMs);
-    m_device.start(frames);
+    send(frames);
     return loop.exec() == 0;
 }
 
@@ -151,9 +206,9 @@ bool VolumeTest::forward(int frames)
 void VolumeTest::refuseSome()
 {
     startCapture("203.0.113.1");
-    m_device.start(farthestAhead);
-    QTRY_COMPARE_WITH_TIMEOUT(m_test->log.text().count("ZEP Error: "), farthestAhead, patienceMs());
-    m_room.release(farthestAhead);
+    send(FrameSource::farthestAhead);
+    QTRY_COMPARE_WITH_TIMEOUT(m_test->log.text().count("ZEP Error: "), FrameSource::farthestAhead,
+                              patienceMs());
     startCapture(QString());
 }
 
@@ -168,10 +223,10 @@ void VolumeTest::printFigures(const Footprint &first, const Footprint &last) con
         QString(
             "%1 bytes, %2 frames in %3 s, %4 refused, 0 lost; %5 kB after a tenth, %6 kB at the "
             "end; %7 descriptors, %8 objects")
-            .arg(m_device.bytesSent())
-            .arg(m_device.framesSent())
+            .arg(m_bytesSent)
+            .arg(m_framesSent)
             .arg(m_clock.elapsed() / 1000)
-            .arg(m_analyser.missing())
+            .arg(m_expected.missing())
             .arg(first.residentKilobytes)
             .arg(last.residentKilobytes)
             .arg(last.descriptors)

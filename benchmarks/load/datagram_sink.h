@@ -1,9 +1,10 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QByteArray>
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -11,8 +12,11 @@
 class DatagramSink
 {
 public:
-    /** Binds the forwarder's port on the local host; ends the process when it is taken. */
-    explicit DatagramSink(int expected);
+    /**
+     * Binds the forwarder's port on the local host; ends the process when it is taken. Notes the
+     * times of the first @p timed datagrams. One that @p accepts refuses ends the reception.
+     */
+    explicit DatagramSink(int timed, std::function<bool(const QByteArray &)> accepts = nullptr);
     ~DatagramSink();
     Q_DISABLE_COPY(DatagramSink)
 
@@ -27,7 +31,9 @@ public:
 private:
     void run();
 
-    int m_socket;
+    const int m_socket;
+    const size_t m_timed;
+    const std::function<bool(const QByteArray &)> m_accepts;
     std::atomic<bool> m_stop {false};
     std::atomic<int> m_received {0};
     std::vector<int64_t> m_receiveTimes;

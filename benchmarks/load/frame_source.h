@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <thread>
@@ -18,10 +19,13 @@ class FrameSource
 public:
     enum class Rate { Line, Unthrottled };
 
-    /** Bytes of each radio frame: about the mean of a ZigBee home. */
+    /** Bytes of each radio frame, unless others are given: about the mean of a ZigBee home. */
     static constexpr int frameSize = 39;
 
-    FrameSource();
+    /** Sends the frames that @p nextFrame gives, in the thread that sends. */
+    explicit FrameSource(std::function<QByteArray()> nextFrame = &FrameSource::dataFrame);
+
+    /** Sends nothing more. */
     ~FrameSource();
     Q_DISABLE_COPY(FrameSource)
 
@@ -31,26 +35,30 @@ public:
     static constexpr int farthestAhead = 100;
 
     /**
-     * Starts to send @p count records, after a channel report that ends the probe; @p received
-     * tells from any thread how many of them have arrived.
+     * Starts to send @p count records, after a channel report that ends the probe and after
+     * everything from an earlier start; @p received tells from any thread how many records have
+     * arrived.
      */
     void start(int count, Rate rate, std::function<int()> received);
 
     /** Waits until everything has been sent; then the times may be read. */
     void finish();
 
-    /** Nanoseconds on the monotonic clock at which each record's last byte was sent. */
+    /** Nanoseconds on the monotonic clock at which each record of the last start was sent. */
     const std::vector<int64_t> &sendTimes() const { return m_sendTimes; }
 
 private:
+    static QByteArray dataFrame();
     void run(int count, Rate rate);
-    void waitForTurn(int frame, Rate rate, int64_t *due);
+    void waitForReceiver(int sent);
     void write(const QByteArray &bytes) const;
 
     Simulator::PseudoTerminal m_line;
-    QByteArray m_record;
+    const std::function<QByteArray()> m_nextFrame;
     std::function<int()> m_received;
-    int m_lost = 0;
+    /** How many more have been received than sent when none is on its way: from earlier starts. */
+    int m_surplus = 0;
     std::vector<int64_t> m_sendTimes;
+    std::atomic<bool> m_stop {false};
     std::thread m_thread;
 };

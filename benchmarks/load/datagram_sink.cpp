@@ -1,7 +1,9 @@
 #include "datagram_sink.h"
 
-#include "clock.h"
-#include "zep_port.h"
+#include "../clock.h"
+#include "../zep_port.h"
+
+#include <utility>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -26,10 +28,12 @@ int bindSocket()
 
 } // namespace
 
-DatagramSink::DatagramSink(int expected)
+DatagramSink::DatagramSink(int timed, std::function<bool(const QByteArray &)> accepts)
     : m_socket(bindSocket())
+    , m_timed(static_cast<size_t>(timed))
+    , m_accepts(std::move(accepts))
 {
-    m_receiveTimes.reserve(static_cast<size_t>(expected));
+    m_receiveTimes.reserve(m_timed);
     m_thread = std::thread(&DatagramSink::run, this);
 }
 
@@ -50,9 +54,13 @@ void DatagramSink::run()
 {
     char datagram[512];
     while (!m_stop) {
-        if (recv(m_socket, datagram, sizeof(datagram), 0) <= 0)
+        const ssize_t size = recv(m_socket, datagram, sizeof(datagram), 0);
+        if (size <= 0)
             continue;
-        m_receiveTimes.push_back(nanoseconds(CLOCK_MONOTONIC));
+        if (m_receiveTimes.size() < m_timed)
+            m_receiveTimes.push_back(nanoseconds(CLOCK_MONOTONIC));
+        if (m_accepts && !m_accepts(QByteArray::fromRawData(datagram, static_cast<int>(size))))
+            return;
         ++m_received;
     }
 }
