@@ -3,7 +3,6 @@
 #include "traffic.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QSignalSpy>
 #include <QSocketNotifier>
 #include <QTest>
@@ -18,6 +17,8 @@ using Simulator::PseudoTerminal;
 using Simulator::SimulatedDevice;
 using Simulator::Traffic;
 using Firmware = SimulatedDevice::Firmware;
+using Rate = SimulatedDevice::Rate;
+using Settings = SimulatedDevice::Settings;
 
 namespace {
 
@@ -26,12 +27,11 @@ class Host
 {
 public:
     explicit Host(const QString &portPath)
-        : m_descriptor(::open(QFile::encodeName(portPath), O_RDWR | O_NOCTTY | O_NONBLOCK))
+        : m_descriptor(::open(qPrintable(portPath), O_RDWR | O_NOCTTY | O_NONBLOCK))
         , m_readable(m_descriptor, QSocketNotifier::Read)
     {
         QObject::connect(&m_readable, &QSocketNotifier::activated, &m_readable, [this] { read(); });
     }
-
     ~Host()
     {
         m_readable.setEnabled(false);
@@ -69,11 +69,40 @@ private:
     QByteArray m_received;
 };
 
-SimulatedDevice::Settings fastSettings(SimulatedDevice::Repeat repeat)
+/** A device whose port a host holds open. */
+struct Line
 {
-    SimulatedDevice::Settings settings;
-    settings.rate = SimulatedDevice::Rate::Unthrottled;
-    settings.repeat = repeat;
+    explicit Line(const Settings &settings = Settings())
+        : device(settings)
+    { }
+
+    /** Lets the device say a dot, and returns what the host has received when it comes. */
+    QByteArray upToADot()
+    {
+        device.send(".");
+        const bool came = QTest::qWaitFor([this] { return host.received().endsWith('.'); });
+        return came ? host.received() : QByteArray("no dot");
+    }
+
+    SimulatedDevice device;
+    Host host {device.portPath()};
+    QSignalSpy commands {&device, &SimulatedDevice::commandReceived};
+    QSignalSpy finished {&device, &SimulatedDevice::replayFinished};
+};
+
+Settings unthrottled()
+{
+    Settings settings;
+    settings.rate = Rate::Unthrottled;
+    return settings;
+}
+
+/** Sends @p frames once and as fast as they are read. */
+Settings onceUnthrottled(const QVector<QByteArray> &frames)
+{
+    Settings settings = unthrottled();
+    settings.repeat = SimulatedDevice::Repeat::Once;
+    settings.traffic = Traffic::fromFrames(frames);
     return settings;
 }
 
@@ -108,21 +137,16 @@ private slots:
     void terminalKnowsWhetherItIsHeldOpen();
     void terminalForgetsWhatWasNotRead();
 
-    void firmwareAnswersParms_data();
-    void firmwareAnswersParms();
+    void firmwareAnswersAndSniffs_data();
+    void firmwareAnswersAndSniffs();
     void channelCommandSetsOnlyRadioChannels_data();
     void channelCommandSetsOnlyRadioChannels();
     void emptyLinesAreNoCommands();
-    void firmwareWithoutSnifferDoesNotSniff_data();
-    void firmwareWithoutSnifferDoesNotSniff();
-    void sniffStreamsEveryFrameInOrder_data();
-    void sniffStreamsEveryFrameInOrder();
+    void framesComeInOrderAndNoFasterThanAsked_data();
+    void framesComeInOrderAndNoFasterThanAsked();
+    void intervalDoesNotDelayTheNextStart();
     void hostThatReadsLateLosesNothing();
     void longMessageArrivesWhole();
-    void lineRateIsNotExceeded();
-    void intervalSpacesTheFrames_data();
-    void intervalSpacesTheFrames();
-    void intervalDoesNotDelayTheNextStart();
     void idleEndsAtARecordBoundary();
     void commandsRightBeforeCloseArrive();
     void deviceWorksAgainAfterReopen();
@@ -134,17 +158,13 @@ private slots:
 
 void SimulatorTest::terminalKnowsWhetherItIsHeldOpen()
 {
-    PseudoTerminal terminal;
+    const PseudoTerminal terminal;
     QVERIFY(!terminal.isHeldOpen());
     {
         const Host host(terminal.portPath());
         QVERIFY(terminal.isHeldOpen());
     }
     QVERIFY(!terminal.isHeldOpen());
-
-    const PseudoTerminal moved(std::move(terminal));
-    const Host host(moved.portPath());
-    QVERIFY(moved.isHeldOpen());
 }
 
 void SimulatorTest::terminalForgetsWhatWasNotRead()
@@ -160,33 +180,32 @@ void SimulatorTest::terminalForgetsWhatWasNotRead()
     QTRY_COMPARE(host.received(), QByteArray("new"));
 }
 
-void SimulatorTest::firmwareAnswersParms_data()
+void SimulatorTest::firmwareAnswersAndSniffs_data()
 {
     QTest::addColumn<Firmware>("firmware");
     QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("sniffs");
 
-    QTest::newRow("sniffer") << Firmware::Sniffer << QByteArray("\nHAN: 15\n");
-    QTest::newRow("silent") << Firmware::Silent << QByteArray();
-    QTest::newRow("failing") << Firmware::Failing << QByteArray("fail!");
+    QTest::newRow("sniffer") << Firmware::Sniffer << QByteArray("\nHAN: 15\n") << true;
+    QTest::newRow("silent") << Firmware::Silent << QByteArray() << false;
+    QTest::newRow("failing") << Firmware::Failing << QByteArray("fail!") << false;
 }
 
-void SimulatorTest::firmwareAnswersParms()
+void SimulatorTest::firmwareAnswersAndSniffs()
 {
     QFETCH(Firmware, firmware);
     QFETCH(QByteArray, answer);
-    SimulatedDevice::Settings settings;
+    QFETCH(bool, sniffs);
+    Settings settings = onceUnthrottled({"frame"});
     settings.channel = 15;
-    SimulatedDevice device(settings);
-    device.setFirmware(firmware);
-    QSignalSpy commands(&device, &SimulatedDevice::commandReceived);
+    Line line(settings);
+    line.device.setFirmware(firmware);
 
-    Host host(device.portPath());
-    QVERIFY(host.write("\nidle\n\nparms\n"));
-    QTRY_COMPARE(commands.size(), 2);
-    device.send(".");
-    QTRY_VERIFY(host.received().endsWith('.'));
-    QCOMPARE(host.received(), answer + '.');
-    QCOMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
+    QVERIFY(line.host.write("\nidle\n\nparms\n\nsniff\n"));
+    QTRY_COMPARE(line.commands.size(), 3);
+    QCOMPARE(line.device.isSniffing(), sniffs);
+    QCOMPARE(line.upToADot(), answer + (sniffs ? recordsOf(settings.traffic) : "") + '.');
+    QCOMPARE(line.device.received(), QByteArray("\nidle\n\nparms\n\nsniff\n"));
 }
 
 void SimulatorTest::channelCommandSetsOnlyRadioChannels_data()
@@ -204,75 +223,74 @@ void SimulatorTest::channelCommandSetsOnlyRadioChannels_data()
 void SimulatorTest::channelCommandSetsOnlyRadioChannels()
 {
     QFETCH(QByteArray, command);
-    SimulatedDevice::Settings settings;
+    Settings settings;
     settings.channel = 20;
-    SimulatedDevice device(settings);
-    QSignalSpy commands(&device, &SimulatedDevice::commandReceived);
-    Host host(device.portPath());
-    QVERIFY(host.write('\n' + command + '\n'));
-    QTRY_COMPARE(commands.size(), 1);
-    QCOMPARE(commands[0][0].toByteArray(), command);
-    QTEST(device.channel(), "channel");
+    Line line(settings);
+    QVERIFY(line.host.write('\n' + command + '\n'));
+    QTRY_COMPARE(line.commands.size(), 1);
+    QCOMPARE(line.commands[0][0].toByteArray(), command);
+    QTEST(line.device.channel(), "channel");
 }
 
 void SimulatorTest::emptyLinesAreNoCommands()
 {
-    SimulatedDevice device {SimulatedDevice::Settings()};
-    QSignalSpy commands(&device, &SimulatedDevice::commandReceived);
-    Host host(device.portPath());
-    QVERIFY(host.write("\n\n\nid"));
-    QTRY_COMPARE(device.received().size(), 5);
-    QVERIFY(host.write("le\n"));
-    QTRY_COMPARE(commands.size(), 1);
-    QCOMPARE(commands[0][0].toByteArray(), QByteArray("idle"));
+    Line line;
+    QVERIFY(line.host.write("\n\n\nid"));
+    QTRY_COMPARE(line.device.received().size(), 5);
+    QVERIFY(line.host.write("le\n"));
+    QTRY_COMPARE(line.commands.size(), 1);
+    QCOMPARE(line.commands[0][0].toByteArray(), QByteArray("idle"));
 
-    device.clearReceived();
-    QCOMPARE(device.received(), QByteArray());
+    line.device.clearReceived();
+    QCOMPARE(line.device.received(), QByteArray());
 }
 
-void SimulatorTest::firmwareWithoutSnifferDoesNotSniff_data()
+void SimulatorTest::framesComeInOrderAndNoFasterThanAsked_data()
 {
-    QTest::addColumn<Firmware>("firmware");
+    QTest::addColumn<Rate>("rate");
+    QTest::addColumn<int>("interval");
+    QTest::addColumn<int>("frames");
+    QTest::addColumn<int>("leastMs");
 
-    QTest::newRow("silent") << Firmware::Silent;
-    QTest::newRow("failing") << Firmware::Failing;
+    const Traffic all = Traffic::builtIn();
+    const int count = all.frames().size();
+    const int lineMs = recordsOf(all).size() * 10'000 / 38400;
+    QTest::newRow("line") << Rate::Line << 0 << count << lineMs;
+    QTest::newRow("unthrottled") << Rate::Unthrottled << 0 << count << 0;
+    QTest::newRow("line, with an interval") << Rate::Line << 50 << 5 << 4 * 50;
+    QTest::newRow("unthrottled, with an interval") << Rate::Unthrottled << 50 << 5 << 4 * 50;
 }
 
-void SimulatorTest::firmwareWithoutSnifferDoesNotSniff()
+void SimulatorTest::framesComeInOrderAndNoFasterThanAsked()
 {
-    QFETCH(Firmware, firmware);
-    SimulatedDevice::Settings settings = fastSettings(SimulatedDevice::Repeat::Endless);
-    settings.firmware = firmware;
-    SimulatedDevice device(settings);
-    QSignalSpy commands(&device, &SimulatedDevice::commandReceived);
-    Host host(device.portPath());
-    QVERIFY(host.write("\nsniff\n"));
-    QTRY_COMPARE(commands.size(), 1);
-    QVERIFY(!device.isSniffing());
-    device.send(".");
-    QTRY_COMPARE(host.received(), QByteArray("."));
-}
-
-void SimulatorTest::sniffStreamsEveryFrameInOrder_data()
-{
-    QTest::addColumn<SimulatedDevice::Rate>("rate");
-
-    QTest::newRow("line") << SimulatedDevice::Rate::Line;
-    QTest::newRow("unthrottled") << SimulatedDevice::Rate::Unthrottled;
-}
-
-void SimulatorTest::sniffStreamsEveryFrameInOrder()
-{
-    SimulatedDevice::Settings settings = fastSettings(SimulatedDevice::Repeat::Once);
-    QFETCH(SimulatedDevice::Rate, rate);
+    QFETCH(Rate, rate);
+    QFETCH(int, interval);
+    QFETCH(int, frames);
+    QFETCH(int, leastMs);
+    Settings settings = onceUnthrottled(Traffic::builtIn().frames().mid(0, frames));
     settings.rate = rate;
-    SimulatedDevice device(settings);
-    QSignalSpy finished(&device, &SimulatedDevice::replayFinished);
-    Host host(device.portPath());
-    QVERIFY(host.write("\nsniff\n"));
-    QTRY_COMPARE(finished.size(), 1);
-    QCOMPARE(device.framesSent(), settings.traffic.frames().size());
-    QTRY_COMPARE(host.received().toHex(), recordsOf(settings.traffic).toHex());
+    settings.interval = std::chrono::milliseconds(interval);
+    Line line(settings);
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(line.host.write("\nsniff\n"));
+    QTRY_COMPARE(line.finished.size(), 1);
+    QVERIFY(clock.elapsed() >= leastMs);
+    QCOMPARE(line.device.framesSent(), frames);
+    QTRY_COMPARE(line.host.received().toHex(), recordsOf(settings.traffic).toHex());
+}
+
+void SimulatorTest::intervalDoesNotDelayTheNextStart()
+{
+    Settings settings;
+    settings.interval = std::chrono::minutes(1);
+    Line line(settings);
+    for (int start = 1; start <= 2; ++start) {
+        QVERIFY(line.host.write("\nsniff\n"));
+        QTRY_COMPARE(line.device.framesSent(), start);
+        QVERIFY(line.host.write("\nidle\n"));
+        QTRY_VERIFY(!line.device.isSniffing());
+    }
 }
 
 void SimulatorTest::hostThatReadsLateLosesNothing()
@@ -281,21 +299,18 @@ void SimulatorTest::hostThatReadsLateLosesNothing()
     QVector<QByteArray> frames;
     for (int number = 0; number < 3000; ++number)
         frames.append(QByteArray::number(number).rightJustified(100, '.'));
-    SimulatedDevice::Settings settings = fastSettings(SimulatedDevice::Repeat::Once);
-    settings.traffic = Traffic::fromFrames(frames);
-    SimulatedDevice device(settings);
-    QSignalSpy finished(&device, &SimulatedDevice::replayFinished);
-    Host host(device.portPath());
-    host.setReading(false);
-    QVERIFY(host.write("\nsniff\n"));
-    QTRY_VERIFY(device.framesSent() > 0);
-    QCOMPARE(finished.size(), 0);
-    host.setReading(true);
+    const Settings settings = onceUnthrottled(frames);
+    Line line(settings);
+    line.host.setReading(false);
+    QVERIFY(line.host.write("\nsniff\n"));
+    QTRY_VERIFY(line.device.framesSent() > 0);
+    QCOMPARE(line.finished.size(), 0);
+    line.host.setReading(true);
 
     const QByteArray expected = recordsOf(settings.traffic);
-    QTRY_VERIFY(host.received().size() >= expected.size());
-    QVERIFY(host.received() == expected);
-    QCOMPARE(finished.size(), 1);
+    QTRY_VERIFY(line.host.received().size() >= expected.size());
+    QVERIFY(line.host.received() == expected);
+    QCOMPARE(line.finished.size(), 1);
 }
 
 void SimulatorTest::longMessageArrivesWhole()
@@ -304,89 +319,29 @@ void SimulatorTest::longMessageArrivesWhole()
     QByteArray message;
     for (int number = 0; number < 30000; ++number)
         message += QByteArray::number(number);
-    SimulatedDevice device(fastSettings(SimulatedDevice::Repeat::Endless));
-    Host host(device.portPath());
-    device.send(message);
-    device.send(".");
-    QTRY_VERIFY(host.received().endsWith('.'));
-    QVERIFY(host.received() == message + '.');
-}
-
-void SimulatorTest::lineRateIsNotExceeded()
-{
-    SimulatedDevice::Settings settings;
-    settings.repeat = SimulatedDevice::Repeat::Once;
-    SimulatedDevice device(settings);
-    QSignalSpy finished(&device, &SimulatedDevice::replayFinished);
-    Host host(device.portPath());
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(host.write("\nsniff\n"));
-    QTRY_COMPARE(finished.size(), 1);
-    QVERIFY(clock.elapsed() >= recordsOf(settings.traffic).size() * 10'000 / 38400);
-}
-
-void SimulatorTest::intervalSpacesTheFrames_data()
-{
-    QTest::addColumn<SimulatedDevice::Rate>("rate");
-
-    QTest::newRow("line") << SimulatedDevice::Rate::Line;
-    QTest::newRow("unthrottled") << SimulatedDevice::Rate::Unthrottled;
-}
-
-void SimulatorTest::intervalSpacesTheFrames()
-{
-    SimulatedDevice::Settings settings = fastSettings(SimulatedDevice::Repeat::Once);
-    QFETCH(SimulatedDevice::Rate, rate);
-    settings.rate = rate;
-    settings.interval = std::chrono::milliseconds(50);
-    settings.traffic = Traffic::fromFrames(Traffic::builtIn().frames().mid(0, 5));
-    SimulatedDevice device(settings);
-    QSignalSpy finished(&device, &SimulatedDevice::replayFinished);
-    Host host(device.portPath());
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(host.write("\nsniff\n"));
-    QTRY_COMPARE(finished.size(), 1);
-    QVERIFY(clock.elapsed() >= 4LL * 50);
-    QTRY_COMPARE(host.received().toHex(), recordsOf(settings.traffic).toHex());
-}
-
-void SimulatorTest::intervalDoesNotDelayTheNextStart()
-{
-    SimulatedDevice::Settings settings;
-    settings.interval = std::chrono::minutes(1);
-    SimulatedDevice device(settings);
-    Host host(device.portPath());
-    for (int start = 1; start <= 2; ++start) {
-        QVERIFY(host.write("\nsniff\n"));
-        QTRY_COMPARE(device.framesSent(), start);
-        QVERIFY(host.write("\nidle\n"));
-        QTRY_VERIFY(!device.isSniffing());
-    }
+    Line line(unthrottled());
+    line.device.send(message);
+    QVERIFY(line.upToADot() == message + '.');
 }
 
 void SimulatorTest::idleEndsAtARecordBoundary()
 {
-    SimulatedDevice device(fastSettings(SimulatedDevice::Repeat::Endless));
-    Host host(device.portPath());
-    host.setReading(false);
-    QVERIFY(host.write("\nsniff\n"));
+    Line line(unthrottled());
+    line.host.setReading(false);
+    QVERIFY(line.host.write("\nsniff\n"));
     // With the line full, records wait for the host.
     int before = 0;
-    QTRY_VERIFY(device.framesSent() > 0
-                && std::exchange(before, device.framesSent()) == device.framesSent());
-    QVERIFY(host.write("\nidle\n"));
-    QTRY_VERIFY(!device.isSniffing());
-    host.setReading(true);
-    device.send(".");
-    QTRY_VERIFY(host.received().endsWith('.'));
-    QCOMPARE(afterWholeRecords(host.received()), QByteArray("."));
+    QTRY_VERIFY(line.device.framesSent() > 0
+                && std::exchange(before, line.device.framesSent()) == line.device.framesSent());
+    QVERIFY(line.host.write("\nidle\n"));
+    QTRY_VERIFY(!line.device.isSniffing());
+    line.host.setReading(true);
+    QCOMPARE(afterWholeRecords(line.upToADot()), QByteArray("."));
 }
 
 void SimulatorTest::commandsRightBeforeCloseArrive()
 {
-    SimulatedDevice device {SimulatedDevice::Settings()};
+    SimulatedDevice device({});
     {
         Host host(device.portPath());
         QVERIFY(host.write("\nidle\n"));
@@ -396,7 +351,7 @@ void SimulatorTest::commandsRightBeforeCloseArrive()
 
 void SimulatorTest::deviceWorksAgainAfterReopen()
 {
-    SimulatedDevice device {SimulatedDevice::Settings()};
+    SimulatedDevice device({});
     for (int session = 0; session < 5; ++session) {
         Host host(device.portPath());
         QVERIFY(host.write("\nparms\n"));
@@ -406,7 +361,7 @@ void SimulatorTest::deviceWorksAgainAfterReopen()
 
 void SimulatorTest::whatIsSaidToNobodyIsLost()
 {
-    SimulatedDevice device {SimulatedDevice::Settings()};
+    SimulatedDevice device({});
     device.send("lost");
     Host host(device.portPath());
     device.send("heard");
@@ -416,41 +371,36 @@ void SimulatorTest::whatIsSaidToNobodyIsLost()
 void SimulatorTest::restartBreaksARecordOffAndEndsSniffing()
 {
     const QByteArray prompt = "[vostrel]";
-    SimulatedDevice device(fastSettings(SimulatedDevice::Repeat::Endless));
-    Host host(device.portPath());
-    QVERIFY(host.write("\nsniff\n"));
-    QTRY_VERIFY(device.framesSent() > 100);
-    device.restart();
-    QVERIFY(!device.isSniffing());
-    QTRY_VERIFY(host.received().endsWith(prompt));
+    Line line(unthrottled());
+    QVERIFY(line.host.write("\nsniff\n"));
+    QTRY_VERIFY(line.device.framesSent() > 100);
+    line.device.restart();
+    QVERIFY(!line.device.isSniffing());
+    QTRY_VERIFY(line.host.received().endsWith(prompt));
 
-    const QByteArray brokenOff = afterWholeRecords(host.received().chopped(prompt.size()));
+    const QByteArray brokenOff = afterWholeRecords(line.host.received().chopped(prompt.size()));
     QVERIFY(brokenOff.size() > 2);
     QCOMPARE(brokenOff[0], '\x01');
 }
 
 void SimulatorTest::noiseStartsNothingForAParser()
 {
-    QVector<QByteArray> noises;
-    for (int run = 0; run < 2; ++run) {
-        SimulatedDevice device(fastSettings(SimulatedDevice::Repeat::Endless));
-        Host host(device.portPath());
-        device.sendNoise(1000);
-        QTRY_COMPARE(host.received().size(), 1000);
-        noises.append(host.received());
+    Line lines[2] {Line(unthrottled()), Line(unthrottled())};
+    for (Line &line : lines) {
+        line.device.sendNoise(1000);
+        QTRY_COMPARE(line.host.received().size(), 1000);
     }
-    QCOMPARE(noises[0], noises[1]);
+    QCOMPARE(lines[0].host.received(), lines[1].host.received());
     for (const char start : {'\x01', 'H', 'f', '['})
-        QVERIFY(!noises[0].contains(start));
+        QVERIFY(!lines[0].host.received().contains(start));
 }
 
 void SimulatorTest::hangUpEndsTheHostsLine()
 {
-    SimulatedDevice device {SimulatedDevice::Settings()};
-    const Host host(device.portPath());
-    QVERIFY(!host.isHungUp());
-    device.hangUp();
-    QVERIFY(host.isHungUp());
+    Line line;
+    QVERIFY(!line.host.isHungUp());
+    line.device.hangUp();
+    QVERIFY(line.host.isHungUp());
 }
 
 QTEST_GUILESS_MAIN(SimulatorTest)
