@@ -34,20 +34,15 @@ bool operator==(const LinkState &left, const LinkState &right)
     return fields(left) == fields(right);
 }
 
-QByteArray describe(const LinkEvent &event)
-{
-    static const char *const kinds[] = {"command", "datagram", "signal", "log", "trace"};
-    const bool binary = event.kind == LinkEvent::Datagram;
-    QByteArray content = binary ? event.content.toHex() : event.content;
-    content.replace('\n', "\\n");
-    return kinds[event.kind] + QByteArray(" ") + content + '\n';
-}
-
 QByteArray describe(const QVector<LinkEvent> &events)
 {
+    static const char *const kinds[] = {"command", "datagram", "signal", "log", "trace"};
     QByteArray lines;
-    for (const LinkEvent &event : events)
-        lines += "  " + describe(event);
+    for (const LinkEvent &event : events) {
+        const bool binary = event.kind == LinkEvent::Datagram;
+        QByteArray content = binary ? event.content.toHex() : event.content;
+        lines += QByteArray("  ") + kinds[event.kind] + ' ' + content.replace('\n', "\\n") + '\n';
+    }
     return lines;
 }
 

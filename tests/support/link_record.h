@@ -51,7 +51,6 @@ struct Surroundings
 bool operator==(const LinkEvent &left, const LinkEvent &right);
 bool operator==(const LinkState &left, const LinkState &right);
 
-/** One line, in hexadecimal where the content is binary. */
-QByteArray describe(const LinkEvent &event);
+/** Text for a person, in hexadecimal where the content is binary. */
 QByteArray describe(const QVector<LinkEvent> &events);
 QByteArray describe(const LinkState &state);

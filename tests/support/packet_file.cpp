@@ -73,11 +73,11 @@ QByteArray listenerPacket(const PacketFile::Source &source, const QByteArray &pa
 
 } // namespace
 
-QByteArray Zep::data(quint32 number, const QByteArray &frame, int channel)
+QByteArray Zep::data(quint32 number, const QByteArray &frame, int channel, const Time &time)
 {
     constexpr int reserved = 10;
     return "EX\2\1" + bigEndian(static_cast<quint8>(channel), quint16(0), quint8(0), quint8(0))
-        + bigEndian(3989326200U, 0U, number) + QByteArray(reserved, '\0')
+        + bigEndian(time.seconds, time.fraction, number) + QByteArray(reserved, '\0')
         + bigEndian(static_cast<quint8>(frame.size())) + frame;
 }
 

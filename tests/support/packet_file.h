@@ -6,7 +6,14 @@
 /** ZEP version 2 datagrams as FENNIX sends them, made without its code. */
 namespace Zep {
 
-QByteArray data(quint32 number, const QByteArray &frame, int channel = 15);
+/** A time of the NTP protocol: seconds since 1900 and parts of a second, 2^32 of them. */
+struct Time
+{
+    quint32 seconds = 3989326200U;
+    quint32 fraction = 0;
+};
+
+QByteArray data(quint32 number, const QByteArray &frame, int channel = 15, const Time &time = {});
 QByteArray acknowledgement(quint32 number);
 
 } // namespace Zep

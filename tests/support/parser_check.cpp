@@ -5,7 +5,6 @@
 namespace {
 
 constexpr char portName[] = "/dev/ttyUSB0";
-constexpr char reason[] = "Resource unavailable";
 
 } // namespace
 
@@ -50,53 +49,42 @@ void ParserCheck::happen(char what)
         open();
         break;
     case 'c':
-        m_link.close();
-        m_model.close();
-        compare("the port was closed");
+        both([](auto &link) { link.close(); }, "the port was closed");
         break;
     case 'x':
-        m_link.breakLine(QString::fromLatin1(reason));
-        m_model.breakLine(reason);
-        compare("the line broke");
+        both([](auto &link) { link.breakLine("Resource unavailable"); }, "the line broke");
         break;
     case 'p':
-        m_link.endProbes();
-        m_model.endProbes();
-        compare("the time of the probes was over");
-        break;
-    case 'u':
-    case 'r':
-        setRefusal(what == 'u');
-        break;
-    case 'd':
-    case 'h':
-        setHearing(what == 'h');
+        both([](auto &link) { link.endProbes(); }, "the time of the probes was over");
         break;
     case 'k':
         selectChannel();
         break;
     default:
-        if (what >= '0' && what <= '7')
-            find(what - '0');
+        surround(what);
     }
+}
+
+/** Lets the program's link and the model do the same, and compares them. */
+template<typename Step>
+void ParserCheck::both(Step step, const char *description)
+{
+    step(m_link);
+    step(m_model);
+    compare(description);
 }
 
 void ParserCheck::read()
 {
-    m_link.read(m_pending);
-    m_model.read(m_pending);
-    compare("a read ended");
+    both([this](auto &link) { link.read(m_pending); }, "a read ended");
     m_pending.clear();
 }
 
 void ParserCheck::open()
 {
     // Opened twice at once, a port reports an error, which is the port's affair.
-    if (m_model.state().isOpen)
-        return;
-    m_link.open(QString::fromLatin1(portName));
-    m_model.open(portName);
-    compare("the port was opened");
+    if (!m_model.state().isOpen)
+        both([](auto &link) { link.open(portName); }, "the port was opened");
 }
 
 void ParserCheck::selectChannel()
@@ -104,31 +92,23 @@ void ParserCheck::selectChannel()
     if (m_position == m_script.size())
         return;
     const int channel = static_cast<quint8>(m_script[m_position++]);
-    m_link.selectChannel(channel);
-    m_model.selectChannel(channel);
-    compare("a channel was selected");
+    both([=](auto &link) { link.selectChannel(channel); }, "a channel was selected");
 }
 
-void ParserCheck::find(int code)
+void ParserCheck::surround(char what)
 {
-    Surroundings &surroundings = m_model.surroundings;
-    surroundings.numberOfDevices = code % 4;
-    surroundings.ports = {QString::fromLatin1(portName)};
-    if (code >= 4)
-        surroundings.ports.push_back(QStringLiteral("/dev/ttyS0"));
-    m_link.find(surroundings.numberOfDevices, surroundings.ports);
-}
-
-void ParserCheck::setRefusal(bool refused)
-{
-    m_link.refuseDatagrams(refused);
-    m_model.surroundings.refusesDatagrams = refused;
-}
-
-void ParserCheck::setHearing(bool heard)
-{
-    ScriptedLink::hearTrace(heard);
-    m_model.surroundings.hearsTrace = heard;
+    for (Surroundings *surroundings : {&m_link.surroundings, &m_model.surroundings}) {
+        if (what == 'u' || what == 'r') {
+            surroundings->refusesDatagrams = what == 'u';
+        } else if (what == 'd' || what == 'h') {
+            surroundings->hearsTrace = what == 'h';
+        } else if (what >= '0' && what <= '7') {
+            surroundings->numberOfDevices = (what - '0') % 4;
+            surroundings->ports = {portName};
+            if (what >= '4')
+                surroundings->ports.emplace_back("/dev/ttyS0");
+        }
+    }
 }
 
 void ParserCheck::compare(const char *step)

@@ -30,12 +30,12 @@ public:
 private:
     void interpret();
     void happen(char what);
+    template<typename Step>
+    void both(Step step, const char *description);
     void read();
     void open();
     void selectChannel();
-    void find(int code);
-    void setRefusal(bool refused);
-    void setHearing(bool heard);
+    void surround(char what);
     void compare(const char *step);
 
     const QByteArray m_script;

@@ -1,5 +1,7 @@
 #include "parser_model.h"
 
+#include "packet_file.h"
+
 #include <algorithm>
 
 namespace {
@@ -29,13 +31,48 @@ bool isAll(QLatin1String whole, const QString &text, char last)
     return text.size() + 1 == whole.size() && isStart(whole, text, last);
 }
 
-QByteArray bigEndian(quint32 number)
-{
-    QByteArray bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes.append(static_cast<char>(number >> shift));
-    return bytes;
-}
+// Conditions of the rows.
+
+const auto always = [](const LinkState &, char) { return true; };
+const auto startsRecord = [](const LinkState &, char c) { return c == 0x01; };
+const auto startsTag = [](const LinkState &, char c) { return c == 'H'; };
+const auto startsFailure = [](const LinkState &, char c) { return c == 'f'; };
+const auto endsRecord = [](const LinkState &, char c) { return c == 0x04; };
+const auto isOnlyByteOfEmptyRecord = [](const LinkState &state, char) {
+    return state.frameLength == 0;
+};
+const auto isLastByteOfRecord = [](const LinkState &state, char) {
+    return state.frameIndex + 1 == state.frameLength;
+};
+const auto completesTag = [](const LinkState &state, char c) {
+    return isAll(tag, state.hanLine, c);
+};
+const auto continuesTag = [](const LinkState &state, char c) {
+    return isStart(tag, state.hanLine, c);
+};
+const auto isDigitPlace = [](const LinkState &state, char) { return state.channelText.size() < 2; };
+const auto completesFailure = [](const LinkState &state, char c) {
+    return isAll(failure, state.failLine, c);
+};
+const auto continuesFailure = [](const LinkState &state, char c) {
+    return isStart(failure, state.failLine, c);
+};
+
+// What the rows keep of a byte.
+
+const auto nothing = [](LinkState *, char) {};
+const auto takeLength = [](LinkState *state, char c) {
+    state->frameLength = static_cast<quint8>(c);
+    state->frameIndex = 0;
+};
+const auto store = [](LinkState *state, char c) {
+    state->frameBuffer[state->frameIndex++] = static_cast<quint8>(c);
+};
+const auto extendTag = [](LinkState *state, char c) { state->hanLine += QLatin1Char(c); };
+const auto dropTag = [](LinkState *state, char) { state->hanLine.clear(); };
+const auto takeDigit = [](LinkState *state, char c) { state->channelText += QLatin1Char(c); };
+const auto extendFailure = [](LinkState *state, char c) { state->failLine += QLatin1Char(c); };
+const auto dropFailure = [](LinkState *state, char) { state->failLine.clear(); };
 
 } // namespace
 
@@ -43,43 +80,35 @@ struct ParserModel::Row
 {
     const char *name;
     State from;
-    bool (ParserModel::*applies)(char) const;
-    void (ParserModel::*act)(char);
+    bool (*applies)(const LinkState &state, char c);
+    void (*keep)(LinkState *state, char c);
+    void (ParserModel::*act)(); ///< Null where nothing else happens.
     State to;
 };
 
 // The first row that applies is taken. Its state is entered before it acts.
 const std::array<ParserModel::Row, 18> ParserModel::table = {{
-    {"wait-start-start-byte", WaitStart, &ParserModel::startsRecord, &ParserModel::ignore,
-     WaitLength},
-    {"wait-start-tag", WaitStart, &ParserModel::startsTag, &ParserModel::extendTag,
-     MatchChannelTag},
-    {"wait-start-failure", WaitStart, &ParserModel::startsFailure, &ParserModel::extendFailure,
-     MatchFail},
-    {"wait-start-other", WaitStart, &ParserModel::always, &ParserModel::ignore, WaitStart},
-    {"wait-length", WaitLength, &ParserModel::always, &ParserModel::takeLength, ReadFrame},
-    {"read-frame-empty-record", ReadFrame, &ParserModel::isOnlyByteOfEmptyRecord,
-     &ParserModel::store, WaitEnd},
-    {"read-frame-last-byte", ReadFrame, &ParserModel::isLastByteOfRecord, &ParserModel::store,
-     WaitEnd},
-    {"read-frame-earlier-byte", ReadFrame, &ParserModel::always, &ParserModel::store, ReadFrame},
-    {"wait-end-end-byte", WaitEnd, &ParserModel::endsRecord, &ParserModel::forward, WaitStart},
-    {"wait-end-other", WaitEnd, &ParserModel::always, &ParserModel::ignore, WaitEnd},
-    {"match-channel-tag-complete", MatchChannelTag, &ParserModel::completesTag,
-     &ParserModel::extendTag, ReadChannel},
-    {"match-channel-tag-next", MatchChannelTag, &ParserModel::continuesTag, &ParserModel::extendTag,
-     MatchChannelTag},
-    {"match-channel-tag-other", MatchChannelTag, &ParserModel::always, &ParserModel::dropTag,
+    {"wait-start-start-byte", WaitStart, startsRecord, nothing, nullptr, WaitLength},
+    {"wait-start-tag", WaitStart, startsTag, extendTag, nullptr, MatchChannelTag},
+    {"wait-start-failure", WaitStart, startsFailure, extendFailure, nullptr, MatchFail},
+    {"wait-start-other", WaitStart, always, nothing, nullptr, WaitStart},
+    {"wait-length", WaitLength, always, takeLength, nullptr, ReadFrame},
+    {"read-frame-empty-record", ReadFrame, isOnlyByteOfEmptyRecord, store, nullptr, WaitEnd},
+    {"read-frame-last-byte", ReadFrame, isLastByteOfRecord, store, nullptr, WaitEnd},
+    {"read-frame-earlier-byte", ReadFrame, always, store, nullptr, ReadFrame},
+    {"wait-end-end-byte", WaitEnd, endsRecord, nothing, &ParserModel::forward, WaitStart},
+    {"wait-end-other", WaitEnd, always, nothing, nullptr, WaitEnd},
+    {"match-channel-tag-complete", MatchChannelTag, completesTag, extendTag, nullptr, ReadChannel},
+    {"match-channel-tag-next", MatchChannelTag, continuesTag, extendTag, nullptr, MatchChannelTag},
+    {"match-channel-tag-other", MatchChannelTag, always, dropTag, nullptr, WaitStart},
+    {"read-channel-first-and-second-byte", ReadChannel, isDigitPlace, takeDigit,
+     &ParserModel::confirmFirmware, ReadChannel},
+    {"read-channel-third-byte", ReadChannel, always, nothing, &ParserModel::reportChannel,
      WaitStart},
-    {"read-channel-first-and-second-byte", ReadChannel, &ParserModel::isDigitPlace,
-     &ParserModel::takeDigit, ReadChannel},
-    {"read-channel-third-byte", ReadChannel, &ParserModel::always, &ParserModel::reportChannel,
+    {"match-fail-complete", MatchFail, completesFailure, dropFailure, &ParserModel::giveUp,
      WaitStart},
-    {"match-fail-complete", MatchFail, &ParserModel::completesFailure, &ParserModel::giveUp,
-     WaitStart},
-    {"match-fail-next", MatchFail, &ParserModel::continuesFailure, &ParserModel::extendFailure,
-     MatchFail},
-    {"match-fail-other", MatchFail, &ParserModel::always, &ParserModel::dropFailure, WaitStart},
+    {"match-fail-next", MatchFail, continuesFailure, extendFailure, nullptr, MatchFail},
+    {"match-fail-other", MatchFail, always, dropFailure, nullptr, WaitStart},
 }};
 
 QList<QByteArray> ParserModel::rowNames()
@@ -90,10 +119,6 @@ QList<QByteArray> ParserModel::rowNames()
     return names << "any-prompt"
                  << "any-close";
 }
-
-ParserModel::ParserModel(quint32 sequenceNumber)
-    : m_sequenceNumber(sequenceNumber)
-{ }
 
 void ParserModel::open(const QByteArray &portName)
 {
@@ -163,11 +188,13 @@ void ParserModel::read(const QByteArray &bytes)
 void ParserModel::take(char c)
 {
     for (const Row &row : table) {
-        if (row.from != m_state.rxState || !(this->*row.applies)(c))
+        if (row.from != m_state.rxState || !row.applies(m_state, c))
             continue;
         m_taken.set(static_cast<size_t>(&row - table.data()));
         m_state.rxState = row.to;
-        (this->*row.act)(c);
+        row.keep(&m_state, c);
+        if (row.act != nullptr)
+            (this->*row.act)();
         return;
     }
 }
@@ -187,135 +214,29 @@ void ParserModel::watchPrompt(char c)
     command("\nsniff\n");
 }
 
-bool ParserModel::always(char /*c*/) const
-{
-    return true;
-}
-
-bool ParserModel::startsRecord(char c) const
-{
-    return c == 0x01;
-}
-
-bool ParserModel::startsTag(char c) const
-{
-    return c == 'H';
-}
-
-bool ParserModel::startsFailure(char c) const
-{
-    return c == 'f';
-}
-
-bool ParserModel::isOnlyByteOfEmptyRecord(char /*c*/) const
-{
-    return m_state.frameLength == 0;
-}
-
-bool ParserModel::isLastByteOfRecord(char /*c*/) const
-{
-    return m_state.frameIndex + 1 == m_state.frameLength;
-}
-
-bool ParserModel::endsRecord(char c) const
-{
-    return c == 0x04;
-}
-
-bool ParserModel::completesTag(char c) const
-{
-    return isAll(tag, m_state.hanLine, c);
-}
-
-bool ParserModel::continuesTag(char c) const
-{
-    return isStart(tag, m_state.hanLine, c);
-}
-
-bool ParserModel::isDigitPlace(char /*c*/) const
-{
-    return m_state.channelText.size() < 2;
-}
-
-bool ParserModel::completesFailure(char c) const
-{
-    return isAll(failure, m_state.failLine, c);
-}
-
-bool ParserModel::continuesFailure(char c) const
-{
-    return isStart(failure, m_state.failLine, c);
-}
-
-void ParserModel::ignore(char /*c*/)
-{ }
-
-void ParserModel::takeLength(char c)
-{
-    m_state.frameLength = static_cast<quint8>(c);
-    m_state.frameIndex = 0;
-}
-
-void ParserModel::store(char c)
-{
-    m_state.frameBuffer[m_state.frameIndex] = static_cast<quint8>(c);
-    ++m_state.frameIndex;
-}
-
-void ParserModel::forward(char /*c*/)
+void ParserModel::forward()
 {
     const QByteArray record(reinterpret_cast<const char *>(m_state.frameBuffer.data()),
                             m_state.frameLength);
-    if (!m_trace.isEmpty())
-        m_trace += ' ';
-    m_trace += "len:  " + QByteArray::number(m_state.frameLength) + " send:  \"" + record.toHex()
-        + "\" \n";
+    trace("len:  " + QByteArray::number(m_state.frameLength) + " send:  \"" + record.toHex()
+          + "\" \n");
     send(record);
 }
 
-void ParserModel::extendTag(char c)
-{
-    m_state.hanLine += QLatin1Char(c);
-}
-
-void ParserModel::dropTag(char /*c*/)
-{
-    m_state.hanLine.clear();
-}
-
-void ParserModel::takeDigit(char c)
-{
-    confirmFirmware();
-    m_state.channelText += QLatin1Char(c);
-}
-
-void ParserModel::reportChannel(char /*c*/)
+void ParserModel::reportChannel()
 {
     confirmFirmware();
     emitSignal("updateChannelGui " + m_state.channelText.toUtf8());
     bool isNumber = false;
     const int number = m_state.channelText.toInt(&isNumber, 10);
     m_state.channel = isNumber ? static_cast<quint8>(number) : 11;
-    if (!m_trace.isEmpty())
-        m_trace += ' ';
-    m_trace += "set channel:  " + QByteArray::number(m_state.channel);
+    trace("set channel:  " + QByteArray::number(m_state.channel));
     m_state.hanLine.clear();
     m_state.channelText.clear();
 }
 
-void ParserModel::extendFailure(char c)
+void ParserModel::giveUp()
 {
-    m_state.failLine += QLatin1Char(c);
-}
-
-void ParserModel::dropFailure(char /*c*/)
-{
-    m_state.failLine.clear();
-}
-
-void ParserModel::giveUp(char /*c*/)
-{
-    m_state.failLine.clear();
     close();
     logLine("number of Devices: " + QByteArray::number(surroundings.numberOfDevices) + '\n');
     logLine("available COM ports size: "
@@ -343,10 +264,17 @@ void ParserModel::requestFirmwarePage()
 
 void ParserModel::send(const QByteArray &record)
 {
+    constexpr qint64 from1900To1970 = 2208988800;
     const QByteArray payload = record.mid(8);
     const qint64 now = surroundings.readClock();
+    const auto seconds = static_cast<quint32>(now / 1'000'000 + from1900To1970);
+    const double fraction = static_cast<double>(now % 1'000'000 + 1) * 4294967296.0 * 1e-6;
+    const auto ofSecond = static_cast<quint32>(std::min(fraction, 4294967295.0));
     m_state.frameLength = static_cast<quint8>(payload.size());
-    const QByteArray datagram = payload.size() > 5 ? dataDatagram(payload, now) : acknowledgement();
+    const QByteArray datagram = payload.size() > 5
+        ? Zep::data(m_sequenceNumber, payload, m_state.channel, {seconds, ofSecond})
+        : Zep::acknowledgement(m_sequenceNumber);
+    ++m_sequenceNumber;
     if (surroundings.refusesDatagrams) {
         logLine("ZEP Error: Unknown error\n");
         return;
@@ -356,19 +284,9 @@ void ParserModel::send(const QByteArray &record)
     emitSignal("showPacketCount " + QByteArray::number(m_state.packetCount));
 }
 
-QByteArray ParserModel::dataDatagram(const QByteArray &payload, qint64 microseconds)
+void ParserModel::trace(const QByteArray &text)
 {
-    constexpr qint64 from1900To1970 = 2208988800;
-    const auto seconds = static_cast<quint32>(microseconds / 1'000'000 + from1900To1970);
-    const auto ofSecond = static_cast<double>(microseconds % 1'000'000 + 1);
-    const double fraction = std::min(ofSecond * 4294967296.0 * 1e-6, 4294967295.0);
-    return QByteArray("EX\2\1") + static_cast<char>(m_state.channel) + QByteArray(4, '\0')
-        + bigEndian(seconds) + bigEndian(static_cast<quint32>(fraction))
-        + bigEndian(m_sequenceNumber++) + QByteArray(10, '\0') + static_cast<char>(payload.size())
-        + payload;
-}
-
-QByteArray ParserModel::acknowledgement()
-{
-    return QByteArray("EX\2\2") + bigEndian(m_sequenceNumber++);
+    if (!m_trace.isEmpty())
+        m_trace += ' ';
+    m_trace += text;
 }

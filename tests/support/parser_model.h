@@ -14,7 +14,9 @@ class ParserModel
 {
 public:
     /** @p sequenceNumber is the one that the next datagram carries. */
-    explicit ParserModel(quint32 sequenceNumber);
+    explicit ParserModel(quint32 sequenceNumber)
+        : m_sequenceNumber(sequenceNumber)
+    { }
 
     Surroundings surroundings;
 
@@ -43,37 +45,13 @@ private:
 
     void take(char c);
     void watchPrompt(char c);
-
-    bool always(char c) const;
-    bool startsRecord(char c) const;
-    bool startsTag(char c) const;
-    bool startsFailure(char c) const;
-    bool isOnlyByteOfEmptyRecord(char c) const;
-    bool isLastByteOfRecord(char c) const;
-    bool endsRecord(char c) const;
-    bool completesTag(char c) const;
-    bool continuesTag(char c) const;
-    bool isDigitPlace(char c) const;
-    bool completesFailure(char c) const;
-    bool continuesFailure(char c) const;
-
-    void ignore(char c);
-    void takeLength(char c);
-    void store(char c);
-    void forward(char c);
-    void extendTag(char c);
-    void dropTag(char c);
-    void takeDigit(char c);
-    void reportChannel(char c);
-    void extendFailure(char c);
-    void dropFailure(char c);
-    void giveUp(char c);
-
+    void forward();
+    void reportChannel();
+    void giveUp();
     void confirmFirmware();
     void requestFirmwarePage();
     void send(const QByteArray &record);
-    QByteArray dataDatagram(const QByteArray &payload, qint64 microseconds);
-    QByteArray acknowledgement();
+    void trace(const QByteArray &text);
     void command(const QByteArray &text) { m_events.append({LinkEvent::Command, text}); }
     void emitSignal(const QByteArray &text) { m_events.append({LinkEvent::Signal, text}); }
     void logLine(const QByteArray &text) { m_events.append({LinkEvent::LogLine, text}); }

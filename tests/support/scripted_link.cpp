@@ -1,15 +1,23 @@
 #include "scripted_link.h"
 
+#include "debug_log.h"
 #include "mainwindow.h"
-#include "scripted_port.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
+#include <QSerialPort>
 #include <QTimer>
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
+
+#include <sys/time.h>
+
+class QUdpSocket;
 
 ScriptedLink *ScriptedLink::active = nullptr;
 
@@ -55,23 +63,88 @@ bool isRunningTimer(const QObject *object)
 
 } // namespace
 
+/**
+ * A serial port without a device behind it: opens, closes and gives what a test puts in without
+ * the system's help, many thousand times in a second.
+ */
+class ScriptedLink::Port : public QSerialPort
+{
+public:
+    bool open(OpenMode mode) override
+    {
+        setOpenMode(mode);
+        return true;
+    }
+
+    void close() override
+    {
+        setOpenMode(NotOpen);
+        m_incoming.clear();
+    }
+
+    qint64 bytesAvailable() const override
+    {
+        return m_incoming.size() + QSerialPort::bytesAvailable();
+    }
+
+    /** Delivers @p bytes at once, as one read; a closed port loses them. */
+    void deliver(const QByteArray &bytes)
+    {
+        if (isOpen())
+            m_incoming = bytes;
+        emit readyRead();
+    }
+
+    /** Reports an error that the system calls @p reason. */
+    void breakLine(const QByteArray &reason)
+    {
+        setErrorString(reason);
+        QMetaObject::invokeMethod(this, "error",
+                                  Q_ARG(QSerialPort::SerialPortError, ResourceError));
+    }
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        const auto size = static_cast<int>(std::min<qint64>(maxSize, m_incoming.size()));
+        std::copy_n(m_incoming.constData(), size, data);
+        m_incoming.remove(0, size);
+        return size;
+    }
+
+    qint64 writeData(const char *data, qint64 size) override
+    {
+        record(LinkEvent::Command, QByteArray(data, static_cast<int>(size)));
+        return size;
+    }
+
+private:
+    QByteArray m_incoming;
+};
+
 ScriptedLink::ScriptedLink()
     : m_previousHandler(qInstallMessageHandler(handleMessage))
-    , m_port(new ScriptedPort)
+    , m_port(new Port)
 {
     active = this;
     replacePort();
     recordSignals();
-    find(m_surroundings.numberOfDevices, m_surroundings.ports);
 }
 
 ScriptedLink::~ScriptedLink()
 {
     m_port->close();
     delete m_port;
-    hearTrace(true);
+    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, true);
     qInstallMessageHandler(m_previousHandler);
     active = nullptr;
+}
+
+void ScriptedLink::enterSurroundings() const
+{
+    MainWindow::numberOfDevices = surroundings.numberOfDevices;
+    MainWindow::availableComPorts = surroundings.ports;
+    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, surroundings.hearsTrace);
 }
 
 void ScriptedLink::replacePort()
@@ -82,8 +155,6 @@ void ScriptedLink::replacePort()
     QObject::connect(m_port, SIGNAL(error(QSerialPort::SerialPortError)), &m_connection,
                      SLOT(handleError(QSerialPort::SerialPortError)));
     QObject::connect(m_port, SIGNAL(readyRead()), &m_connection, SLOT(readData()));
-    QObject::connect(m_port, &ScriptedPort::written, m_port,
-                     [](const QByteArray &bytes) { record(LinkEvent::Command, bytes); });
 }
 
 void ScriptedLink::recordSignals()
@@ -104,13 +175,14 @@ void ScriptedLink::recordSignals()
     });
 }
 
-void ScriptedLink::breakLine(const QString &reason)
+void ScriptedLink::breakLine(const QByteArray &reason)
 {
     m_port->breakLine(reason);
 }
 
 void ScriptedLink::endProbes()
 {
+    enterSurroundings();
     const auto timers = m_connection.findChildren<QTimer *>();
     for (QTimer *timer : timers) {
         if (!timer->isActive())
@@ -127,18 +199,8 @@ void ScriptedLink::selectChannel(int channel)
 
 void ScriptedLink::read(const QByteArray &bytes)
 {
+    enterSurroundings();
     m_port->deliver(bytes);
-}
-
-void ScriptedLink::find(int numberOfDevices, const std::vector<QString> &ports)
-{
-    MainWindow::numberOfDevices = numberOfDevices;
-    MainWindow::availableComPorts = ports;
-}
-
-void ScriptedLink::hearTrace(bool heard)
-{
-    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, heard);
 }
 
 qint64 ScriptedLink::unread() const
@@ -170,7 +232,7 @@ LinkState ScriptedLink::state() const
 
 qint64 ScriptedLink::send(const QByteArray &datagram, const QHostAddress &host, quint16 port)
 {
-    if (active->m_surroundings.refusesDatagrams)
+    if (active->surroundings.refusesDatagrams)
         return -1;
     constexpr quint16 zepPort = 17754;
     const bool isMeant = host == Connection::host && port == zepPort;
@@ -183,15 +245,47 @@ void ScriptedLink::record(LinkEvent::Kind kind, const QByteArray &content)
     active->m_events.append({kind, content});
 }
 
-qint64 ScriptedLink::readClock()
-{
-    return active->m_surroundings.readClock();
-}
-
 void ScriptedLink::handleMessage(QtMsgType type, const QMessageLogContext & /*context*/,
                                  const QString &text)
 {
     // Qt warns of writing to a closed port, which the window can make the connection do.
     if (type == QtDebugMsg)
         record(LinkEvent::Trace, text.toUtf8());
+}
+
+// The linker leads the program's calls of these names here (--wrap), and with them everything
+// that leaves the process or comes from outside.
+extern "C" {
+
+int __wrap_gettimeofday(timeval *now, void * /*zone*/)
+{
+    const qint64 microseconds = ScriptedLink::readClock();
+    now->tv_sec = static_cast<time_t>(microseconds / 1'000'000);
+    now->tv_usec = static_cast<suseconds_t>(microseconds % 1'000'000);
+    return 0;
+}
+
+// What it is called on a 32-bit system whose time_t has 64 bits.
+[[gnu::alias("__wrap_gettimeofday")]] int __wrap___gettimeofday64(timeval *now, void *zone);
+
+// DBG_Printf()
+int __wrap__Z10DBG_PrintfjPKcz(uint32_t mask, const char *format, ...)
+{
+    std::array<char, 256> line = {};
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line.data(), line.size(), format, arguments);
+    va_end(arguments);
+    ScriptedLink::record(LinkEvent::LogLine, mask == DBG_GENERAL ? line.data() : "silent");
+    return 0;
+}
+
+// QUdpSocket::writeDatagram()
+qint64 __wrap__ZN10QUdpSocket13writeDatagramEPKcxRK12QHostAddresst(QUdpSocket * /*socket*/,
+                                                                   const char *data, qint64 size,
+                                                                   const QHostAddress &host,
+                                                                   quint16 port)
+{
+    return ScriptedLink::send(QByteArray(data, static_cast<int>(size)), host, port);
+}
 }

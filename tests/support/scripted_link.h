@@ -3,8 +3,6 @@
 #include "connection.h"
 #include "link_record.h"
 
-class ScriptedPort;
-
 /**
  * The program's own connection on a port without a device, in surroundings that a test sets, and
  * a record of what it does. One at a time. The linker leads its datagrams, log lines and readings
@@ -17,17 +15,15 @@ public:
     ~ScriptedLink();
     Q_DISABLE_COPY(ScriptedLink)
 
-    void open(const QString &portName) { m_connection.openSerialPort(portName); }
+    Surroundings surroundings;
+
+    void open(const QByteArray &portName) { m_connection.openSerialPort(portName); }
     void close() { m_connection.closeSerialPort(); }
-    void breakLine(const QString &reason);
+    void breakLine(const QByteArray &reason);
     /** The time of every probe that still runs is over. */
     void endProbes();
     void selectChannel(int channel);
     void read(const QByteArray &bytes);
-
-    void find(int numberOfDevices, const std::vector<QString> &ports);
-    void refuseDatagrams(bool refused) { m_surroundings.refusesDatagrams = refused; }
-    static void hearTrace(bool heard);
 
     /** Bytes that a read has left in the port. */
     qint64 unread() const;
@@ -35,12 +31,16 @@ public:
     const QVector<LinkEvent> &events() const { return m_events; }
     void forgetEvents() { m_events.clear(); }
 
+    /** Adds to the events of the one that there is. */
+    static void record(LinkEvent::Kind kind, const QByteArray &content);
     /** What stands for the socket: returns -1 when the datagram is refused. */
     static qint64 send(const QByteArray &datagram, const QHostAddress &host, quint16 port);
-    static void record(LinkEvent::Kind kind, const QByteArray &content);
-    static qint64 readClock();
+    static qint64 readClock() { return active->surroundings.readClock(); }
 
 private:
+    class Port;
+
+    void enterSurroundings() const;
     void replacePort();
     void recordSignals();
     static void handleMessage(QtMsgType type, const QMessageLogContext &context,
@@ -48,8 +48,7 @@ private:
 
     static ScriptedLink *active;
     QtMessageHandler m_previousHandler;
-    Surroundings m_surroundings;
     QVector<LinkEvent> m_events;
     Connection m_connection;
-    ScriptedPort *m_port;
+    Port *m_port;
 };
