@@ -76,27 +76,20 @@ QStringList without(const char *const (&patterns)[size], const QStringList &call
 }
 
 /** The program on a screen of its own, under strace and in front of a simulated dongle. */
-class TracedProgram
+class TracedProgram : public QProcess
 {
 public:
     explicit TracedProgram(const Screen &screen);
-    ~TracedProgram();
-    Q_DISABLE_COPY(TracedProgram)
-
-    /** Acts on the simulated dongle. */
-    void control(const QByteArray &line);
+    ~TracedProgram() override;
 
     /** Waits until the log, or the trace of frames, has the text once more. */
     bool says(const char *text, int timeoutMs = patienceMs);
-
-    bool ends() { return m_process.waitForFinished(patienceMs) && m_process.exitCode() == 0; }
 
     /** Returns the calls of the program, without the numbers of its threads. */
     QStringList calls() const;
 
 private:
     QTemporaryDir m_folder;
-    QProcess m_process;
     QByteArray m_said;
 };
 
@@ -108,31 +101,25 @@ TracedProgram::TracedProgram(const Screen &screen)
     environment.insert("XDG_RUNTIME_DIR", m_folder.path());
     environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + m_folder.filePath("bus"));
     environment.insert("HOME", m_folder.path());
-    m_process.setProcessEnvironment(environment);
-    m_process.setProcessChannelMode(QProcess::MergedChannels);
-    m_process.start(SIMULATOR_PATH,
-                    {"--device", "mirzel:silent", "--", "stdbuf", "-oL", "strace", "-f",
-                     "--interruptible=waiting", "--detach-on=execve", "-s", "1000", "-o",
-                     m_folder.filePath("calls"), "-e", "trace=" + tracedCalls, PROGRAM_PATH});
+    setProcessEnvironment(environment);
+    setProcessChannelMode(MergedChannels);
+    start(SIMULATOR_PATH,
+          {"--device", "mirzel:silent", "--", "stdbuf", "-oL", "strace", "-f",
+           "--interruptible=waiting", "--detach-on=execve", "-s", "1000", "-o",
+           m_folder.filePath("calls"), "-e", "trace=" + tracedCalls, PROGRAM_PATH});
 }
 
 TracedProgram::~TracedProgram()
 {
-    m_process.terminate();
-    m_process.waitForFinished();
-}
-
-void TracedProgram::control(const QByteArray &line)
-{
-    m_process.write(line + '\n');
-    m_process.waitForBytesWritten();
+    terminate();
+    waitForFinished();
 }
 
 bool TracedProgram::says(const char *text, int timeoutMs)
 {
     return QTest::qWaitFor(
         [&] {
-            m_said += m_process.readAll();
+            m_said += readAll();
             const int place = m_said.indexOf(text);
             m_said.remove(0, place + 1);
             return place >= 0;
@@ -167,22 +154,22 @@ QStringList TracedProgram::calls() const
 /** The only socket for datagrams of IPv6 in this network; it sends those of IPv4, too. */
 struct SendingSocket
 {
-    quint16 port = 0;
-    int unreadBytes = 0;
-    int dropped = 0;
+    SendingSocket();
 
-    static SendingSocket find();
+    quint16 port;
+    int unreadBytes;
+    int dropped;
 };
 
-SendingSocket SendingSocket::find()
+SendingSocket::SendingSocket()
 {
     QFile table("/proc/net/udp6");
     if (!table.open(QIODevice::ReadOnly))
         qFatal("cannot read %s", qPrintable(table.fileName()));
-    const QList<QByteArray> lines = table.readAll().split('\n');
-    const QList<QByteArray> fields = lines.value(1).simplified().split(' ');
-    return {fields.value(1).split(':').value(1).toUShort(nullptr, 16),
-            fields.value(4).split(':').value(1).toInt(nullptr, 16), fields.value(12).toInt()};
+    const QByteArrayList fields = table.readAll().split('\n').value(1).simplified().split(' ');
+    port = fields.value(1).split(':').value(1).toUShort(nullptr, 16);
+    unreadBytes = fields.value(4).split(':').value(1).toInt(nullptr, 16);
+    dropped = fields.value(12).toInt();
 }
 
 } // namespace
@@ -222,7 +209,8 @@ void ReachabilityTest::aSessionLeavesNothingAndOpensNoWayIn()
     if (QTest::currentTestFailed())
         return;
     QVERIFY(m_screen.press("ctrl+q"));
-    QVERIFY(program.ends());
+    QVERIFY(program.waitForFinished(patienceMs));
+    QCOMPARE(program.exitCode(), 0);
 
     const QStringList all = program.calls();
     const QStringList calls = without(harmlessCalls, all);
@@ -256,7 +244,7 @@ void ReachabilityTest::install(TracedProgram *program)
     QVERIFY(program->says("Disconnected"));
     QVERIFY(press("installFwBtn"));
     QVERIFY(program->says("done"));
-    program->control("flash ttyUSB0");
+    program->write("flash ttyUSB0\n");
 }
 
 void ReachabilityTest::capture(TracedProgram *program)
@@ -278,7 +266,7 @@ void ReachabilityTest::capture(TracedProgram *program)
 /** Sends to the port from which the program sends: nobody reads there, nobody answers. */
 void ReachabilityTest::knock(TracedProgram *program)
 {
-    const quint16 port = SendingSocket::find().port;
+    const quint16 port = SendingSocket().port;
     QVERIFY(port != 0);
     QUdpSocket socket;
     QVERIFY(socket.bind(QHostAddress(QHostAddress::LocalHost)));
@@ -287,7 +275,7 @@ void ReachabilityTest::knock(TracedProgram *program)
     for (int i = 0; i < 10; ++i)
         QVERIFY(program->says("send: "));
 
-    const SendingSocket after = SendingSocket::find();
+    const SendingSocket after;
     QCOMPARE(after.port, port);
     QVERIFY(after.unreadBytes > 0);
     QVERIFY(after.dropped > 0);

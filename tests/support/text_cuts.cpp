@@ -14,36 +14,33 @@ constexpr QSize moreRoom(320, 80);
 /** Texts are nearly black, frames and backgrounds are not. */
 constexpr int darkest = 110;
 
-bool isDark(const QImage &image, int x, int y)
+/** What is dark of a picture. */
+struct Ink
 {
-    return qGray(image.pixel(x, y)) < darkest;
-}
-
-int darkPixels(const QPixmap &picture)
-{
-    const QImage image = picture.toImage();
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x)
-            count += isDark(image, x, y);
-    }
-    return count;
-}
-
-/** Returns the extent of what is dark on a button, its frame excepted. */
-QSize darkExtent(QPushButton *button)
-{
-    const int frame = 3;
-    const QImage image =
-        button->grab(button->rect().adjusted(frame, frame, -frame, -frame)).toImage();
+    int pixels = 0;
     QRect extent;
+};
+
+Ink inkOf(QWidget *widget, const QRect &area)
+{
+    const QImage image = widget->grab(area).toImage();
+    Ink ink;
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x) {
-            if (isDark(image, x, y))
-                extent |= QRect(x, y, 1, 1);
+            if (qGray(image.pixel(x, y)) >= darkest)
+                continue;
+            ++ink.pixels;
+            ink.extent |= QRect(x, y, 1, 1);
         }
     }
-    return extent.size();
+    return ink;
+}
+
+/** Returns the size of the text on a button, which has a frame. */
+QSize textSize(QPushButton *button)
+{
+    constexpr int frame = 3;
+    return inkOf(button, button->rect().adjusted(frame, frame, -frame, -frame)).extent.size();
 }
 
 void giveMoreRoom(QWidget *widget)
@@ -54,17 +51,17 @@ void giveMoreRoom(QWidget *widget)
 
 bool isCut(QLabel *label)
 {
-    const int before = darkPixels(label->grab());
+    const int before = inkOf(label, label->rect()).pixels;
     giveMoreRoom(label);
-    return darkPixels(label->grab()) != before;
+    return inkOf(label, label->rect()).pixels != before;
 }
 
 /** A text in the middle may fall between pixels, and be one wider or narrower for it. */
 bool isCut(QPushButton *button)
 {
-    const QSize before = darkExtent(button);
+    const QSize before = textSize(button);
     giveMoreRoom(button);
-    const QSize difference = darkExtent(button) - before;
+    const QSize difference = textSize(button) - before;
     return difference.width() > 1 || difference.height() > 1;
 }
 
@@ -81,35 +78,22 @@ bool isCut(QGroupBox *box)
     band.setRight(box->width());
     QLabel label(box->title(), box);
     label.resize(label.sizeHint() + moreRoom);
-    const int whole = darkPixels(label.grab());
+    const int whole = inkOf(&label, label.rect()).pixels;
     label.hide();
-    return darkPixels(box->grab(band)) != whole;
+    return inkOf(box, band).pixels != whole;
 }
 
-QString describe(const QWidget *widget, const QString &text)
-{
-    return QString("%1: %2").arg(widget->objectName(), text);
-}
-
-QStringList cutOn(const QWidget *page)
+/** Returns the widgets of a kind on a page whose @p text is cut. */
+template<typename Widget>
+QStringList cutAmong(const QWidget *page, QString (Widget::*text)() const)
 {
     QStringList cuts;
-    const QList<QGroupBox *> boxes = page->findChildren<QGroupBox *>();
-    for (QGroupBox *box : boxes) {
-        if (isCut(box))
-            cuts.append(describe(box, box->title()));
-    }
-    const QList<QLabel *> labels = page->findChildren<QLabel *>();
-    for (QLabel *label : labels) {
-        if (!label->text().isEmpty() && isCut(label))
-            cuts.append(describe(label, label->text()));
-    }
-    const QList<QPushButton *> buttons = page->findChildren<QPushButton *>();
-    for (QPushButton *button : buttons) {
-        // A disabled button's text is pale.
-        button->setEnabled(true);
-        if (!button->text().isEmpty() && isCut(button))
-            cuts.append(describe(button, button->text()));
+    const QList<Widget *> widgets = page->findChildren<Widget *>();
+    for (Widget *widget : widgets) {
+        // The text of a disabled one is pale.
+        widget->setEnabled(true);
+        if (!(widget->*text)().isEmpty() && isCut(widget))
+            cuts.append(widget->objectName() + ": " + (widget->*text)());
     }
     return cuts;
 }
@@ -122,7 +106,9 @@ QStringList cutTexts(const QMainWindow &window)
     QStringList cuts;
     for (int i = 0; i < pages->count(); ++i) {
         pages->setCurrentIndex(i);
-        cuts += cutOn(pages->currentWidget());
+        const QWidget *page = pages->currentWidget();
+        cuts += cutAmong<QGroupBox>(page, &QGroupBox::title) + cutAmong<QLabel>(page, &QLabel::text)
+            + cutAmong<QPushButton>(page, &QPushButton::text);
     }
     return cuts;
 }
