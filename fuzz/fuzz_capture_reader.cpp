@@ -1,7 +1,6 @@
 // Gives the simulator's capture reader files from strangers. What it returns has to keep its
 // promise: frames that a radio can send, or one line that names the file.
 
-#include "capture_reader.h"
 #include "fuzzer.h"
 #include "traffic.h"
 
@@ -11,6 +10,8 @@
 
 #include <sys/mman.h>
 #include <unistd.h>
+
+using Simulator::Traffic;
 
 namespace {
 
@@ -38,15 +39,16 @@ private:
 
 bool canBeSent(const QByteArray &frame)
 {
-    return frame.size() <= Simulator::Traffic::largestFrame;
+    return frame.size() <= Traffic::largestFrame;
 }
 
-bool keepsPromise(const std::optional<QVector<QByteArray>> &frames, const QString &error,
-                  const QString &path)
+bool keepsPromise(const std::optional<Traffic> &traffic, const QString &error, const QString &path)
 {
-    if (frames)
-        return error.isEmpty() && !frames->isEmpty()
-            && std::all_of(frames->begin(), frames->end(), canBeSent);
+    if (traffic) {
+        const QVector<QByteArray> &frames = traffic->frames();
+        return error.isEmpty() && !frames.isEmpty()
+            && std::all_of(frames.begin(), frames.end(), canBeSent);
+    }
     return error.startsWith(path) && !error.contains(QLatin1Char('\n'));
 }
 
@@ -64,10 +66,10 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (!file.replace(data, size))
         return -1;
     QString error;
-    const auto frames = Simulator::readCapture(path, &error);
-    if (!keepsPromise(frames, error, path)) {
-        std::fprintf(stderr, "Read %d frames, with the error: %s\n", frames ? frames->size() : -1,
-                     qPrintable(error));
+    const auto traffic = Traffic::fromPcap(path, &error);
+    if (!keepsPromise(traffic, error, path)) {
+        std::fprintf(stderr, "Read %d frames, with the error: %s\n",
+                     traffic ? traffic->frames().size() : -1, qPrintable(error));
         std::abort();
     }
     return 0;

@@ -1,6 +1,4 @@
-#include "builtin_traffic.h"
-
-#include "frame_check_sequence.h"
+#include "traffic.h"
 
 namespace Simulator {
 
@@ -9,7 +7,7 @@ namespace {
 // Network 0x1a62: coordinator 0x0000 (02:00:00:00:00:00:00:0a) and lamp 0x5e2d
 // (02:00:00:00:00:00:00:0b). Without check sequences, lowest byte first, groups as
 // on the air: MAC header, NWK header, APS header, payload.
-constexpr const char *frames[] = {
+constexpr const char *hexFrames[] = {
     // The lamp looks for a network; the coordinator's beacon; the lamp joins.
     "0308 01 ffff ffff  07",
     "0080 90 621a 0000  ffcf 00 00  00 22 84 0a00000000000002 ffffff 00",
@@ -45,12 +43,12 @@ constexpr const char *frames[] = {
 
 } // namespace
 
-QVector<QByteArray> builtInFrames()
+Traffic Traffic::builtIn()
 {
     QVector<QByteArray> result;
-    for (const char *frame : frames)
+    for (const char *frame : hexFrames)
         result.append(withFrameCheckSequence(QByteArray::fromHex(frame)));
-    return result;
+    return fromFrames(result);
 }
 
 } // namespace Simulator

@@ -1,5 +1,3 @@
-#include "capture_reader.h"
-
 #include "traffic.h"
 
 #include <QFile>
@@ -109,13 +107,14 @@ std::optional<QVector<QByteArray>> readChecked(const QString &path, QString *pro
 
 } // namespace
 
-std::optional<QVector<QByteArray>> readCapture(const QString &path, QString *error)
+std::optional<Traffic> Traffic::fromPcap(const QString &path, QString *error)
 {
     QString problem;
-    std::optional<QVector<QByteArray>> frames = readChecked(path, &problem);
-    if (!frames && error != nullptr)
-        *error = QStringLiteral("%1: %2").arg(path, problem);
-    return frames;
+    const std::optional<QVector<QByteArray>> captured = readChecked(path, &problem);
+    if (captured)
+        return fromFrames(*captured);
+    *error = QStringLiteral("%1: %2").arg(path, problem);
+    return std::nullopt;
 }
 
 } // namespace Simulator

@@ -39,8 +39,6 @@ public:
 
 protected:
     Machine() = default;
-    Machine(Machine &&) noexcept = default;
-    Machine &operator=(Machine &&) noexcept = default;
     Q_DISABLE_COPY(Machine)
 };
 

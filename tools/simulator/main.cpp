@@ -1,4 +1,3 @@
-#include "command.h"
 #include "control_input.h"
 #include "mocked_machine.h"
 #include "options.h"
@@ -7,7 +6,9 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QProcess>
 
+#include <csignal>
 #include <cstdio>
 #include <vector>
 
@@ -43,27 +44,53 @@ int restartUnderWrapper(char *argv[])
     return 1;
 }
 
+/**
+ * Gives the command no standard input of its own and this program's output and error. When it
+ * ends, so does this program, with the same exit code.
+ */
+void prepare(QProcess *command, const QStringList &programAndArguments)
+{
+    command->setProgram(programAndArguments.first());
+    command->setArguments(programAndArguments.mid(1));
+    command->setProcessChannelMode(QProcess::ForwardedChannels);
+    command->setStandardInputFile(QProcess::nullDevice());
+    QObject::connect(command, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished),
+                     command, [](int exitCode, QProcess::ExitStatus status) {
+                         // For a crash, Qt gives the number of the signal as the exit code.
+                         constexpr int signalBase = 128;
+                         const bool crashed = status == QProcess::CrashExit;
+                         QCoreApplication::exit(crashed ? signalBase + exitCode : exitCode);
+                     });
+    QObject::connect(command, &QProcess::errorOccurred, command,
+                     [command](QProcess::ProcessError error) {
+                         if (error != QProcess::FailedToStart)
+                             return;
+                         constexpr int cannotStart = 127;
+                         complain(QStringLiteral("cannot start '%1'").arg(command->program()));
+                         QCoreApplication::exit(cannotStart);
+                     });
+}
+
 int simulate(const Options &options)
 {
     Simulation simulation(options);
     ControlInput input;
     TerminationSignals signalsToPass;
-    Command command(options.command);
+    QProcess command;
+    prepare(&command, options.command);
 
     QObject::connect(&input, &ControlInput::lineRead, &input, [&simulation](const QString &line) {
         const QString problem = simulation.control(line);
         if (!problem.isEmpty())
             complain(problem);
     });
-    QObject::connect(&signalsToPass, &TerminationSignals::caught, &command, &Command::sendSignal);
-    QObject::connect(&command, &Command::ended, &command,
-                     [](int exitCode, const QString &errorText) {
-                         if (!errorText.isEmpty())
-                             complain(errorText);
-                         QCoreApplication::exit(exitCode);
-                     });
+    QObject::connect(&signalsToPass, &TerminationSignals::caught, &command, [&command](int number) {
+        if (command.processId() != 0)
+            ::kill(static_cast<pid_t>(command.processId()), number);
+    });
     // Started from within the loop: an exit() before exec() would be forgotten.
-    QMetaObject::invokeMethod(&command, &Command::start, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &command, [&command] { command.start(); }, Qt::QueuedConnection);
     return QCoreApplication::exec();
 }
 

@@ -9,7 +9,7 @@ namespace Simulator {
 /**
  * A machine without real serial ports, whose /dev and /sys hold only what is
  * plugged in here. One at a time in a process; child processes inherit it. Needs
- * umockdev's preload. Removed with the object; move-only.
+ * umockdev's preload. Removed with the object.
  */
 class MockedMachine : public Machine
 {
@@ -20,8 +20,6 @@ public:
     /** A machine with no port but a console, which Qt does not list. */
     MockedMachine();
     ~MockedMachine() override;
-    MockedMachine(MockedMachine &&other) noexcept;
-    MockedMachine &operator=(MockedMachine &&other) noexcept;
     Q_DISABLE_COPY(MockedMachine)
 
     QString plugIn(Kind kind, const QString &node, const QString &portPath) override;

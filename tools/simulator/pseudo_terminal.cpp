@@ -55,18 +55,6 @@ PseudoTerminal::~PseudoTerminal()
     hangUp();
 }
 
-PseudoTerminal::PseudoTerminal(PseudoTerminal &&other) noexcept
-    : m_deviceEnd(std::exchange(other.m_deviceEnd, -1))
-    , m_portPath(std::move(other.m_portPath))
-{ }
-
-PseudoTerminal &PseudoTerminal::operator=(PseudoTerminal &&other) noexcept
-{
-    std::swap(m_deviceEnd, other.m_deviceEnd);
-    std::swap(m_portPath, other.m_portPath);
-    return *this;
-}
-
 bool PseudoTerminal::isHeldOpen() const
 {
     pollfd state {m_deviceEnd, 0, 0};

@@ -6,16 +6,14 @@ namespace Simulator {
 
 /**
  * A pseudo-terminal in raw mode that plays a serial line: the host opens
- * portPath(), the simulated device uses deviceEnd(). Closed with the object;
- * move-only. Construction ends the process (qFatal) when none can be had.
+ * portPath(), the simulated device uses deviceEnd(). Closed with the object.
+ * Construction ends the process (qFatal) when none can be had.
  */
 class PseudoTerminal
 {
 public:
     PseudoTerminal();
     ~PseudoTerminal();
-    PseudoTerminal(PseudoTerminal &&other) noexcept;
-    PseudoTerminal &operator=(PseudoTerminal &&other) noexcept;
     Q_DISABLE_COPY(PseudoTerminal)
 
     /** The device's descriptor, non-blocking and close-on-exec; -1 after hangUp(). */

@@ -25,7 +25,7 @@ public:
     static Traffic builtIn();
 
     /** The given frames, unchecked and unchanged, check sequences included. */
-    static Traffic fromFrames(const QVector<QByteArray> &frames);
+    static Traffic fromFrames(const QVector<QByteArray> &frames) { return Traffic(frames); }
 
     /**
      * The frames of a pcap or pcapng capture of link type 195 (with check
@@ -37,6 +37,10 @@ public:
     const QVector<QByteArray> &frames() const { return m_frames; }
 
 private:
+    explicit Traffic(const QVector<QByteArray> &frames)
+        : m_frames(frames)
+    { }
+
     QVector<QByteArray> m_frames;
 };
 
