@@ -9,6 +9,7 @@
 #include <QUdpSocket>
 #include <QtTest>
 
+#include <algorithm>
 #include <csignal>
 
 using Simulator::Traffic;
@@ -200,15 +201,14 @@ template<typename AddPacket>
 void captureInTurns(const QString &path, const QVector<QStringList> &senders, AddPacket add)
 {
     PacketFile file(path);
-    bool isAnyLeft = true;
-    for (int i = 0; isAnyLeft; ++i) {
-        isAnyLeft = false;
+    const auto longest =
+        std::max_element(senders.begin(), senders.end(), [](const auto &left, const auto &right) {
+            return left.size() < right.size();
+        });
+    for (int i = 0; i < longest->size(); ++i) {
         for (int sender = 0; sender < senders.size(); ++sender) {
-            const QStringList &words = senders.at(sender);
-            if (i >= words.size())
-                continue;
-            add(&file, words.at(i), static_cast<quint16>(firstPort + sender));
-            isAnyLeft = true;
+            if (i < senders.at(sender).size())
+                add(&file, senders.at(sender).at(i), static_cast<quint16>(firstPort + sender));
         }
     }
 }
@@ -219,6 +219,14 @@ void captureNumbers(const QString &path)
     for (const Numbers &row : numbers())
         senders.append(row.sent.split(' '));
     captureInTurns(path, senders, addNumber);
+}
+
+/** Captures one sound frame for each of @p numbers. */
+void captureSound(const QString &path, std::initializer_list<quint32> numbers)
+{
+    PacketFile file(path);
+    for (const quint32 number : numbers)
+        file.add(Zep::data(number, frameOfKind('s')));
 }
 
 /** A dot or a mark for each packet from @p port, or for each one that an error message quotes. */
@@ -233,27 +241,25 @@ QString marksOf(const QVector<QStringList> &rows, quint16 port, bool areQuoted)
 }
 
 /** What is said in the list of packets about those from @p port. */
-QString namedMissing(const QByteArray &text, quint16 port)
+QString namedMissing(const QVector<QStringList> &rows, quint16 port)
 {
     QStringList named;
-    const QList<QByteArray> lines = text.split('\n');
-    for (const QByteArray &line : lines) {
-        const QList<QByteArray> fields = line.split('\t');
-        if (fields.first() != QByteArray::number(port) || fields.at(2).isEmpty())
+    for (const QStringList &row : rows) {
+        const QString missing = row.value(2);
+        if (row.first() != QString::number(port) || missing.isEmpty())
             continue;
-        const QByteArray frames = fields.at(2) == "1" ? "1 frame is" : fields.at(2) + " frames are";
-        if (fields.at(3).startsWith(frames + " missing before this one"))
-            named.append(fields.at(1) + ':' + fields.at(2));
+        const QString frames = missing == "1" ? "1 frame is" : missing + " frames are";
+        if (row.at(3).startsWith(frames + " missing before this one"))
+            named.append(row.at(1) + ':' + missing);
     }
     return named.join(' ');
 }
 
 /** What is said in the summary about the sender with @p port and this machine's address. */
-QString summaryOf(const QByteArray &text, quint16 port)
+QString summaryOf(const QVector<QStringList> &rows, quint16 port)
 {
-    const QStringList lines = QString(text).split('\n');
-    for (const QString &line : lines) {
-        const QStringList columns = line.simplified().split(' ');
+    for (const QStringList &row : rows) {
+        const QStringList columns = row.first().simplified().split(' ');
         if (columns.mid(0, 2) == QStringList {"127.0.0.1", QString::number(port)})
             return columns.mid(5).join(' ');
     }
@@ -296,7 +302,7 @@ private slots:
 private:
     // All senders of a table are captured at once, and each has to be told from the others.
     QVector<QStringList> dissectKinds(const QStringList &options) const;
-    QByteArray dissectNumbers(const QStringList &options) const;
+    QVector<QStringList> dissectNumbers(const QStringList &options) const;
 
     QString capture() const { return m_folder.filePath("capture.pcap"); }
 
@@ -317,11 +323,9 @@ void WiresharkPluginTest::soundFramesAreNeverMarked()
     QFETCH(From, from);
     QFETCH(QStringList, options);
     constexpr int shortest = 6;
-    {
-        PacketFile file(capture(), from);
-        for (int size = shortest; size <= Traffic::largestFrame; ++size)
-            file.add(Zep::data(static_cast<quint32>(size), frameOfSize(size)));
-    }
+    PacketFile file(capture(), from);
+    for (int size = shortest; size <= Traffic::largestFrame; ++size)
+        file.add(Zep::data(static_cast<quint32>(size), frameOfSize(size)));
 
     const auto rows =
         Tshark::fields(capture(), {"zep.length", "wpan.fcs", "wpan.fcs.bad"}, options);
@@ -401,8 +405,8 @@ void WiresharkPluginTest::missingFramesAreNamed_data()
 void WiresharkPluginTest::missingFramesAreNamed()
 {
     QFETCH(quint16, port);
-    static const QByteArray firstPass = dissectNumbers({});
-    static const QByteArray secondPass = dissectNumbers({"-2"});
+    static const QVector<QStringList> firstPass = dissectNumbers({});
+    static const QVector<QStringList> secondPass = dissectNumbers({"-2"});
 
     QTEST(namedMissing(firstPass, port), "firstPass");
     QTEST(namedMissing(secondPass, port), "secondPass");
@@ -410,13 +414,12 @@ void WiresharkPluginTest::missingFramesAreNamed()
     QTEST(summaryOf(secondPass, port), "summary");
 }
 
-QByteArray WiresharkPluginTest::dissectNumbers(const QStringList &options) const
+QVector<QStringList> WiresharkPluginTest::dissectNumbers(const QStringList &options) const
 {
     captureNumbers(capture());
-    return Tshark::output(QStringList {"-n", "-r", capture(), "-o", "fennix.summary:TRUE", "-T",
-                                       "fields", "-e", "udp.srcport", "-e", "zep.seqno", "-e",
-                                       "fennix.missing", "-e", "_ws.expert.message"}
-                          + options);
+    return Tshark::fields(capture(),
+                          {"udp.srcport", "zep.seqno", "fennix.missing", "_ws.expert.message"},
+                          QStringList {"-o", "fennix.summary:TRUE"} + options);
 }
 
 void WiresharkPluginTest::theFilterFindsWhatIsMissing()
@@ -435,11 +438,7 @@ void WiresharkPluginTest::theFilterFindsWhatIsMissing()
 
 void WiresharkPluginTest::aReloadBeginsAnew()
 {
-    {
-        PacketFile file(capture());
-        for (const quint32 number : {1U, 2U, 6U, 4U, 7U})
-            file.add(Zep::data(number, frameOfKind('s')));
-    }
+    captureSound(capture(), {1, 2, 6, 4, 7});
     const QByteArray load = R"({"jsonrpc": "2.0", "id": 1, "method": "load", "params": {"file": ")"
         + capture().toLatin1() + "\"}}\n";
     // Wireshark dissects a frame again to show it: then one of the three has come.
@@ -455,16 +454,14 @@ void WiresharkPluginTest::aReloadBeginsAnew()
 void WiresharkPluginTest::theSummaryHasALineForEachSender()
 {
     qputenv("TZ", "UTC");
-    {
-        PacketFile file(capture());
-        file.add(Zep::data(1, frameOfSize(30), 11));
-        file.add(Zep::data(3, frameOfSize(30), 26));
-        file.add(Zep::acknowledgement(4));
-        file.add(Zep::data(1, frameOfSize(30), 15), {"192.168.1.20", 50000});
-        file.wait(24 * 3600);
-        file.add(Zep::data(2, frameOfSize(30), 15), {"192.168.1.20", 50000});
-        file.add("something else", {"192.168.1.30", 50000});
-    }
+    PacketFile file(capture());
+    file.add(Zep::data(1, frameOfSize(30), 11));
+    file.add(Zep::data(3, frameOfSize(30), 26));
+    file.add(Zep::acknowledgement(4));
+    file.add(Zep::data(1, frameOfSize(30), 15), {"192.168.1.20", 50000});
+    file.wait(24 * 3600);
+    file.add(Zep::data(2, frameOfSize(30), 15), {"192.168.1.20", 50000});
+    file.add("something else", {"192.168.1.30", 50000});
     const QByteArray expected =
         "Address          Port Channels First     Last      Frames  Acks Missing Percent\n"
         "127.0.0.1       40000 11,26    18:10:00  18:10:02       3     1       1   25.00\n"
@@ -478,37 +475,34 @@ void WiresharkPluginTest::theSummaryHasALineForEachSender()
 
 void WiresharkPluginTest::foreignDatagramsAreHandedOnAsTheyCame()
 {
-    {
-        PacketFile file(capture());
-        // Magic, version, type, device id, mode, LQI, reserved octets and length of other programs.
-        // Each would be changed if it were taken for FENNIX's, and its number would leave a gap.
-        quint32 number = 1000;
-        for (const int offset :
-             {0, 1, 2, 3, 5, 6, 7, 8, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31}) {
-            for (const char value : {'\3', '\5', '\x7f', '\x80', '\xff'}) {
-                QByteArray datagram = Zep::data(number += 10, frameOfKind('s'));
-                datagram[offset] = value;
-                file.add(datagram);
-            }
+    PacketFile file(capture());
+    // Magic, version, type, device id, mode, LQI, reserved octets and length of other programs.
+    // Each would be changed if it were taken for FENNIX's, and its number would leave a gap.
+    quint32 number = 1000;
+    for (const int offset : {0, 1, 2, 3, 5, 6, 7, 8, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31}) {
+        for (const char value : {'\3', '\5', '\x7f', '\x80', '\xff'}) {
+            QByteArray datagram = Zep::data(number += 10, frameOfKind('s'));
+            datagram[offset] = value;
+            file.add(datagram);
         }
-        for (int size = 0; size <= 5; ++size)
-            file.add(Zep::data(number += 10, frameOfKind('s').left(size)));
-        file.add(Zep::data(number + 10, frameOfKind('s')) + "x");
-        file.add(Zep::acknowledgement(number + 20));
-        // Cut by the sender or by the capture, at any place.
-        const QByteArray data = Zep::data(1, frameOfKind('t'));
-        for (int size = 0; size < data.size(); ++size) {
-            file.add(data.left(size));
-            file.addCut(data, size);
-        }
-        file.add(Zep::acknowledgement(9) + "x");
-        file.addCut(Zep::acknowledgement(9), 6);
-        file.addCut(Zep::acknowledgement(9) + "x", 8);
-        // Frames that cannot be dissected, or are longer than any.
-        for (int size = 6; size < 40; ++size)
-            file.add(Zep::data(1, QByteArray(size, '\x63')));
-        file.add(Zep::data(1, QByteArray(247, '\x63')));
     }
+    for (int size = 0; size <= 5; ++size)
+        file.add(Zep::data(number += 10, frameOfKind('s').left(size)));
+    file.add(Zep::data(number + 10, frameOfKind('s')) + "x");
+    file.add(Zep::acknowledgement(number + 20));
+    // Cut by the sender or by the capture, at any place.
+    const QByteArray data = Zep::data(1, frameOfKind('t'));
+    for (int size = 0; size < data.size(); ++size) {
+        file.add(data.left(size));
+        file.addCut(data, size);
+    }
+    file.add(Zep::acknowledgement(9) + "x");
+    file.addCut(Zep::acknowledgement(9), 6);
+    file.addCut(Zep::acknowledgement(9) + "x", 8);
+    // Frames that cannot be dissected, or are longer than any.
+    for (int size = 6; size < 40; ++size)
+        file.add(Zep::data(1, QByteArray(size, '\x63')));
+    file.add(Zep::data(1, QByteArray(247, '\x63')));
 
     QCOMPARE(wholeDissection(capture(), Tshark::PlugIn::Fennix),
              wholeDissection(capture(), Tshark::PlugIn::None));
@@ -526,12 +520,10 @@ void WiresharkPluginTest::damagedCapturesAreReadToTheEnd()
     QFETCH(From, from);
     const int seeds = Soak::portion(200, 3);
     int packets = 0;
-    {
-        PacketFile file(capture(), from);
-        for (quint32 number = 1; packets < 250; number += number % 10 == 0 ? 3 : 1, ++packets) {
-            const QByteArray data = Zep::data(number, frameOfSize(6 + packets % 120));
-            file.add(number % 4 == 0 ? Zep::acknowledgement(number) : data);
-        }
+    PacketFile file(capture(), from);
+    for (quint32 number = 1; packets < 250; number += number % 10 == 0 ? 3 : 1, ++packets) {
+        const QByteArray data = Zep::data(number, frameOfSize(6 + packets % 120));
+        file.add(number % 4 == 0 ? Zep::acknowledgement(number) : data);
     }
     const QString damaged = m_folder.filePath("damaged.pcap");
 
@@ -559,12 +551,10 @@ void WiresharkPluginTest::damagedCapturesAreReadToTheEnd()
 
 void WiresharkPluginTest::trafficWithoutZepIsDissectedAsBefore()
 {
-    {
-        PacketFile file(capture());
-        for (const quint16 port : std::initializer_list<quint16> {53, 123, 5353, 17753, 17755}) {
-            file.add(QByteArray::fromHex("123401000001000000000000"), {"127.0.0.1", 40000}, port);
-            file.add(Zep::data(1, frameOfSize(30)), {"127.0.0.1", 40000}, port);
-        }
+    PacketFile file(capture());
+    for (const quint16 port : std::initializer_list<quint16> {53, 123, 5353, 17753, 17755}) {
+        file.add(QByteArray::fromHex("123401000001000000000000"), {"127.0.0.1", 40000}, port);
+        file.add(Zep::data(1, frameOfSize(30)), {"127.0.0.1", 40000}, port);
     }
 
     for (const QStringList &options : {QStringList {}, QStringList {"-V"}, QStringList {"-2"}}) {
@@ -623,12 +613,10 @@ void WiresharkPluginTest::theListenerGivesWhatTheNetworkGives()
 
 void WiresharkPluginTest::anotherPortCanBeChosen()
 {
-    {
-        PacketFile file(capture());
-        for (const quint32 number : {1U, 3U}) {
-            file.add(Zep::data(number, frameOfKind('s')));
-            file.add(Zep::data(number, frameOfKind('s')), {"127.0.0.1", firstPort}, 20000);
-        }
+    PacketFile file(capture());
+    for (const quint32 number : {1U, 3U}) {
+        file.add(Zep::data(number, frameOfKind('s')));
+        file.add(Zep::data(number, frameOfKind('s')), {"127.0.0.1", firstPort}, 20000);
     }
 
     const auto rows =
@@ -646,12 +634,10 @@ void WiresharkPluginTest::anotherPortCanBeChosen()
 
 void WiresharkPluginTest::recognitionCanBeSwitchedOff()
 {
-    {
-        PacketFile file(capture());
-        quint32 number = 0;
-        for (const char kind : {'S', 's', 'S', 'D', 's'})
-            file.add(Zep::data(number += 2, frameOfKind(kind)));
-    }
+    PacketFile file(capture());
+    quint32 number = 0;
+    for (const char kind : {'S', 's', 'S', 'D', 's'})
+        file.add(Zep::data(number += 2, frameOfKind(kind)));
 
     QString marks;
     QStringList missing;
@@ -668,11 +654,7 @@ void WiresharkPluginTest::recognitionCanBeSwitchedOff()
 
 void WiresharkPluginTest::loadedTwiceItWorksOnce()
 {
-    {
-        PacketFile file(capture());
-        for (const quint32 number : {1U, 2U, 4U, 5U})
-            file.add(Zep::data(number, frameOfKind('s')));
-    }
+    captureSound(capture(), {1, 2, 4, 5});
     const QStringList options {"-n", "-V", "-r", capture(), "-o", "fennix.summary:TRUE"};
     const QStringList again {"-X", "lua_script:" PLUGIN_FOLDER "/fennix.lua"};
 

@@ -18,10 +18,7 @@ QByteArray acknowledgement(quint32 number);
 
 } // namespace Zep
 
-/**
- * A capture file of UDP packets to the analyser, one a second, for tshark to read. Complete when
- * it is destroyed.
- */
+/** A capture file of UDP packets to the analyser, one a second, for tshark to read. */
 class PacketFile
 {
 public:
@@ -34,9 +31,8 @@ public:
         quint16 port;
     };
 
-    /** Writes @p path anew. The listener hands packets to the dissector called @p payload. */
-    explicit PacketFile(const QString &path, From from = From::Network,
-                        QByteArray payload = "fennix");
+    /** Writes @p path anew. The listener hands packets to the project's own dissector. */
+    explicit PacketFile(const QString &path, From from = From::Network);
     Q_DISABLE_COPY(PacketFile)
 
     void add(const QByteArray &datagram, const Source &source = {"127.0.0.1", 40000},
@@ -55,7 +51,6 @@ private:
     void write(const QByteArray &packet, int captured);
 
     const From m_from;
-    const QByteArray m_payload;
     QFile m_file;
     quint32 m_seconds = 1780337400; ///< 1 June 2026, 18:10 UTC.
 };
