@@ -51,6 +51,8 @@ private slots:
     void everyLinkOpensTheManual_data();
     void everyLinkOpensTheManual();
     void leavesTheConnectionOpen();
+    void scriptsClickWhereTheWidgetsAre_data();
+    void scriptsClickWhereTheWidgetsAre();
 
 private:
     Simulator::MockedMachine m_machine;
@@ -318,6 +320,38 @@ void MainWindowTest::leavesTheConnectionOpen()
     device.send("HAN: 12\n");
     QTRY_VERIFY_WITH_TIMEOUT(messages.contains("set channel:  12"), patienceMs());
     QCOMPARE(device.received(), QByteArray("\nidle\n\nparms\n"));
+}
+
+void MainWindowTest::scriptsClickWhereTheWidgetsAre_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QPoint>("place");
+    QFile places(BUTTON_PLACES);
+    QVERIFY(places.open(QIODevice::ReadOnly));
+    while (!places.atEnd()) {
+        const QList<QByteArray> words = places.readLine().simplified().split(' ');
+        if (!words.first().startsWith('#'))
+            QTest::newRow(words.first())
+                << words.first() << QPoint(words.value(1).toInt(), words.value(2).toInt());
+    }
+}
+
+void MainWindowTest::scriptsClickWhereTheWidgetsAre()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(QPoint, place);
+    const WindowUnderTest test;
+    auto *stack = test.find<QStackedWidget>("stackedWidget");
+    const auto *widget = test.find<QWidget>(name);
+    for (int page = 0; page < stack->count(); ++page) {
+        if (stack->widget(page)->isAncestorOf(widget))
+            stack->setCurrentIndex(page);
+    }
+
+    QCOMPARE(test.window.childAt(place), widget);
+    // Of the menus, the scripts click one.
+    if (widget == test.window.menuBar())
+        QCOMPARE(test.window.menuBar()->actionAt(place)->text(), QString("Help"));
 }
 
 QTEST_MAIN(MainWindowTest)
